@@ -1,0 +1,52 @@
+// sql_flash_queue - notes that say which record has data to be saved, and the thread that writes them.
+//
+// Shape    a note names an AP and the kind of data, not the data: the record's content at the time of writing counts.
+// Threads  sql_flash_queue_in from any, also with g_apconfig_mutex held. One consumer, thread_write_flash.
+#pragma once
+
+#include <semaphore.h>
+
+#include "common/ac_list.h"
+#include "common/ac_lock.h"
+#include "common/ac_types.h"
+
+enum config_sql_type {
+    CONFIG_SQL_LED = 0,
+    CONFIG_SQL_STATUS = 1,
+    CONFIG_SQL_IP = 2,
+    CONFIG_SQL_APNAME = 3,
+    CONFIG_SQL_RF = 4,
+    CONFIG_SQL_WL_BASIC = 5,
+    CONFIG_SQL_REBOOT = 6,
+    CONFIG_SQL_ALARM = 7,
+    CONFIG_SQL_VERSION = 8,
+    CONFIG_SQL_ALARM_EVENT = 9,
+    CONFIG_SQL_ALARM_NAME = 10,
+    CONFIG_SQL_REBOOT_NAME = 11,
+    CONFIG_SQL_DELETE_AP = 12,
+    CONFIG_SQL_ADD_AP = 13,
+    CONFIG_SQL_WLRF = 14,
+    CONFIG_SQL_ADVANCE = 15,
+    CONFIG_SQL_CLI_LIMIT = 16,
+    CONFIG_SQL_CHANNEL = 17,
+    CONFIG_SQL_WL_POLICY_NAME = 18,
+    CONFIG_SQL_PASSWORD_NAME = 19,
+    CONFIG_SQL_QVLAN_NAME = 20,
+    CONFIG_SQL_WL_DEPLOY_NAME = 21,
+};
+
+struct sql_flash_queue {
+    list_node list;
+    int type;  // config_sql_type
+    int index; // radio or ssid_id, where the type needs one
+    UINT8 ethaddr[AC_MAC_LEN];
+};
+typedef struct sql_flash_queue SQL_FLASH_QUEUE;
+static_assert(sizeof(SQL_FLASH_QUEUE) <= 64, "a note fits its pool block");
+
+extern ac_mutex g_sql_flash_mutex;
+extern list_node g_sql_flash_queue AC_GUARDED_BY(g_sql_flash_mutex);
+extern sem_t sql_flash_sig;
+
+// Queues a note and wakes the thread. 0; 255 after perror("malloc") when no block can be had.
+int sql_flash_queue_in(int type, int index, const UINT8* ethaddr);

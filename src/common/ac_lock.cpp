@@ -1,0 +1,70 @@
+#include "common/ac_lock.h"
+
+#include <cassert>
+#include <cstdio>
+#include <cstdlib>
+
+#if defined(WTP_LOCK_ORDER)
+namespace {
+
+constexpr int HELD_MAX = 8; // deepest nesting of the system is 3
+
+struct held_locks {
+    const ac_mutex* mutex[HELD_MAX];
+    int count = 0;
+};
+thread_local held_locks t_held;
+
+void order_check(const ac_mutex& wanted)
+{
+    for (int i = 0; i < t_held.count; i++) {
+        if (t_held.mutex[i]->rank < wanted.rank) continue;
+        fprintf(stderr, "lock order broken: %s taken while %s is held\n", wanted.name, t_held.mutex[i]->name);
+        abort();
+    }
+    if (t_held.count == HELD_MAX) {
+        fprintf(stderr, "more than %d mutexes held at once, the last is %s\n", HELD_MAX, wanted.name);
+        abort();
+    }
+    t_held.mutex[t_held.count++] = &wanted;
+}
+
+void order_forget(const ac_mutex& released)
+{
+    for (int i = t_held.count - 1; i >= 0; i--) {
+        if (t_held.mutex[i] != &released) continue;
+        for (int j = i; j + 1 < t_held.count; j++)
+            t_held.mutex[j] = t_held.mutex[j + 1];
+        t_held.count--;
+        return;
+    }
+}
+
+} // namespace
+#endif
+
+void ac_mutex_init(ac_mutex& mutex)
+{
+    pthread_mutex_init(&mutex.m, nullptr);
+}
+
+void ac_mutex_destroy(ac_mutex& mutex)
+{
+    pthread_mutex_destroy(&mutex.m);
+}
+
+void ac_mutex_acquire(ac_mutex& mutex) AC_NO_TSA
+{
+#if defined(WTP_LOCK_ORDER)
+    order_check(mutex);
+#endif
+    pthread_mutex_lock(&mutex.m);
+}
+
+void ac_mutex_release(ac_mutex& mutex) AC_NO_TSA
+{
+    pthread_mutex_unlock(&mutex.m);
+#if defined(WTP_LOCK_ORDER)
+    order_forget(mutex);
+#endif
+}

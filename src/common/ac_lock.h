@@ -1,0 +1,58 @@
+// ac_lock - the mutexes of the process, the guard that holds them, and their order.
+//
+// Order    A thread may take a mutex only while all it holds stand before it in ac_lock_rank. Builds with
+//          WTP_LOCK_ORDER check this on every lock and abort with both names. Two mutexes of the same rank never nest.
+// Rules    Only ac_lock locks and unlocks. Nothing slow runs under a mutex; the exceptions are g_apconfig_mutex, which
+//          the flash thread holds over one note's SQL and send_pkt_to_all_ap over its sends, and g_msged_send_mutex,
+//          held while one work item is sent and recorded.
+#pragma once
+
+#include <pthread.h>
+
+#include "common/ac_thread_safety.h"
+
+enum ac_lock_rank {
+    AC_RANK_MSGED_SEND = 10, // g_msged_send_mutex
+    AC_RANK_CLIENT = 20,     // g_ac_client_mutex
+    AC_RANK_UPGRADE = 25,    // acwtp_upgrade_mutex
+    AC_RANK_APCONFIG = 30,   // g_apconfig_mutex
+    AC_RANK_JOINED = 40,     // g_apjioned_mutex
+    AC_RANK_ECHO_TIMER = 50, // g_echo_timer_mutex
+    AC_RANK_MSGED_TIMER = 52, // g_msged_timer_mutex
+    AC_RANK_MSG = 60,        // acwtp_mutex, acwtp_msged_mutex
+    AC_RANK_SKB = 70,        // g_udp_skb_mutex, g_discvr_udp_skb_mutex
+    AC_RANK_SQL_FLASH = 80,  // g_sql_flash_mutex
+    AC_RANK_SEND_MSG = 85,   // send_msg_mutex
+    AC_RANK_MALLOC = 90,     // g_malloc_mutex
+    AC_RANK_RETIRE = 95,     // the retired list
+    AC_RANK_PLATFORM = 97,   // state inside the platform layer
+};
+
+struct AC_CAPABILITY("mutex") ac_mutex {
+    pthread_mutex_t m = PTHREAD_MUTEX_INITIALIZER;
+    const char* name;
+    ac_lock_rank rank;
+
+    constexpr ac_mutex(const char* mutex_name, ac_lock_rank mutex_rank) : name(mutex_name), rank(mutex_rank) {}
+    ac_mutex(const ac_mutex&) = delete;
+    ac_mutex& operator=(const ac_mutex&) = delete;
+};
+
+// pthread_mutex_init with default attributes, and its counterpart at the stop.
+void ac_mutex_init(ac_mutex& mutex);
+void ac_mutex_destroy(ac_mutex& mutex);
+
+// Used by ac_lock alone. Abort on a broken order in builds that check it.
+void ac_mutex_acquire(ac_mutex& mutex) AC_ACQUIRE(mutex);
+void ac_mutex_release(ac_mutex& mutex) AC_RELEASE(mutex);
+
+class [[nodiscard]] AC_SCOPED_CAPABILITY ac_lock {
+public:
+    explicit ac_lock(ac_mutex& mutex) AC_ACQUIRE(mutex) : mutex_(mutex) { ac_mutex_acquire(mutex_); }
+    ~ac_lock() AC_RELEASE() { ac_mutex_release(mutex_); }
+    ac_lock(const ac_lock&) = delete;
+    ac_lock& operator=(const ac_lock&) = delete;
+
+private:
+    ac_mutex& mutex_;
+};

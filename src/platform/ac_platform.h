@@ -1,0 +1,57 @@
+// ac_platform - the appliance's closed operations under their own names, and where its files lie.
+//
+// host/ implements them on any Linux machine with real files, a real shell and real interfaces. An appliance port adds a
+// folder beside host/ and nothing else changes.
+#pragma once
+
+#include <climits>
+#include <cstddef>
+
+#include "common/ac_types.h"
+
+// Reads the environment (AC_ROOT, AC_LAN_IF, AC_TIME_SCALE, AC_TIME_START), makes standard output line buffered and starts
+// the clock. A malformed value: one line on standard error and exit with status 2. Called once, before any thread.
+void platform_init();
+
+// Where the appliance's absolute path lies on this machine: below AC_ROOT where that is set. Missing parent folders below
+// the root are made. A path that would be too long gives an empty text.
+struct ac_path {
+    char text[PATH_MAX];
+    explicit ac_path(const char* appliance_path);
+    const char* c_str() const { return text; }
+};
+
+// --- network -------------------------------------------------------------------------------------------------------
+
+// Above 0 once the LAN interface is up and has an IPv4 address; `text` (24 bytes, zeroed by the caller) then names interface
+// and address, cut to fit. 0 or less otherwise. Doesn't block.
+int check_network(char* text);
+
+// Name of the LAN interface; a static text that stays valid. Never null.
+const char* getLanIfName();
+// Dotted text of the interface's address or mask into `text` of at least 20 bytes. 0, or -1.
+int getIfIp(const char* name, char* text);
+int getIfNetmask(const char* name, char* text);
+
+// "%02x:..." text of a MAC into `text` of at least 18 bytes; returns `text`.
+char* ethaddr_ntoa(const UINT8* mac, char* text);
+
+// --- shell, files, settings ------------------------------------------------------------------------------------------
+
+// Forms a command line and runs it with the shell, waiting for its end. `%s` arguments are quoted for the shell whatever
+// they hold; one that is an absolute path is moved below AC_ROOT; a pattern that must expand ("*" in the last component of
+// an absolute path) is expanded here, inside its folder. Each command line is added to the journal
+// "/var/log/ac_system_cmd.log". With AC_ROOT set, commands that touch the host itself (et, arp, killall, iptables, writes
+// below /proc) are journaled and not run. Formats may use %s, %d, %u, %x, %c and %%, with width and zero flag.
+// Returns the command's exit status, 0 where it was only journaled, -1 where it could not be run.
+int doSystemCmd(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+// 1 if the file exists, else 0.
+int check_file_exist(const char* path);
+
+// 0 when the first `count` characters are equal, as strncmp; null arguments compare as empty texts.
+int vos_strncmp(const char* a, const char* b, std::size_t count);
+
+// Reads `key` of an INI file (lines key=value, # comments, optional sections ignored) into `value` of 64 bytes, cut to
+// fit. Non-zero on success.
+int GetIniFileValue(const char* file, const char* key, char* value);
