@@ -32,8 +32,10 @@ extern PRODUCT_AP g_ap_product[AC_PRODUCT_NUM];
 bool acwtp_product_obtain(UINT16 ap_type, PRODUCT_AP* row);
 
 // Fills an empty row from *values (image_name is formed here, flag_old_crc taken as given) and marks it filled.
-// Only the discovery thread and the load at start call it. false for a type of 0 or of 200 or more.
+// A row filled before stays as it is. Only the discovery thread calls it. false for a type of 0 or of 200 or more.
 bool acwtp_product_fill(const PRODUCT_AP* values);
+// The same, also over a filled row: for the load at start, before any thread runs.
+bool acwtp_product_load(const PRODUCT_AP* values);
 
 // "/var/%s_image" with the product's name. Becomes a file name and meets a shell: letters, digits, '.', '-' and '_'
 // pass, any other byte becomes '_'; the text is cut to 31 characters with its suffix kept.

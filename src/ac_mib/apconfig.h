@@ -124,6 +124,20 @@ int ether_addr_match(const UINT8* a, const UINT8* b, int ssid_num);
 CONFIG_WL_RF_LIST* apconfig_find_rf_node(list_node* head, UINT8 radio);
 CONFIG_WL_BASIC_LIST* apconfig_find_wlbasic_node(list_node* head, UINT8 ssid_id);
 
+// The record around a link of list_rf or list_wl.
+inline CONFIG_WL_RF_LIST* apconfig_rf_of(list_node* link)
+{
+    return list_entry(link, CONFIG_WL_RF_LIST, list);
+}
+inline CONFIG_WL_BASIC_LIST* apconfig_wl_of(list_node* link)
+{
+    return list_entry(link, CONFIG_WL_BASIC_LIST, list);
+}
+
+// A walk over the table, by bucket and then from the head of the chain: the first record for null, else the one after
+// `node`; null at the end. Take the next one before you unlink a record.
+APCONFIG* apconfig_next_locked(const APCONFIG* node) AC_REQUIRES(g_apconfig_mutex);
+
 // Links a record at the head of its bucket and counts it.
 void apconfig_link(APCONFIG* node) AC_EXCLUDES(g_apconfig_mutex);
 // Unlinks and retires a linked record with its radio and SSID nodes, and uncounts it.
@@ -131,7 +145,7 @@ void apconfig_unlink_locked(APCONFIG* node) AC_REQUIRES(g_apconfig_mutex);
 
 // Removes one record; with `flag` also queues the deletion of its rows. 0, or 1001 after "Error->%s(%d)--\n".
 int apconfig_mib_node_del(const UINT8* ethaddr, int flag) AC_EXCLUDES(g_apconfig_mutex);
-// Empties the table; the database is not touched.
+// Empties the table; the database is not touched. The count is set to 0 after the walk, whatever came in meanwhile.
 void apconfig_del_all() AC_EXCLUDES(g_apconfig_mutex);
 
 // Where to send to an AP and what to put into the header: a consistent copy for threads other than the dispatch thread.
