@@ -354,8 +354,13 @@ bool ApModel::seen_before(const CLOUD_AP_UDP_PKT& head, ByteView payload, micros
     const bool known = std::any_of(seen_.begin(), seen_.end(), [&](const Seen& old) {
         return old.msg_type == request.msg_type && old.seq == request.seq && old.crc == request.crc;
     });
-    if (!known) seen_.push_back(request);
-    return known;
+    if (known) return true;
+    const bool repeat = std::any_of(seen_.begin(), seen_.end(), [&](const Seen& old) {
+        return old.msg_type == request.msg_type && old.crc == request.crc;
+    });
+    if (repeat) counters_.repeats++;
+    seen_.push_back(request);
+    return false;
 }
 
 void ApModel::on_request(const CLOUD_AP_UDP_PKT& head, ByteView payload, micros now)

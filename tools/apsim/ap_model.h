@@ -64,6 +64,7 @@ struct ApCounters {
     UINT32 kept_raw = 0;        // settings accepted whose layout isn't known here
     UINT32 refused = 0;         // requests answered with a non-zero byte
     UINT32 duplicates = 0;      // requests seen before: answered, not applied again
+    UINT32 repeats = 0;         // requests that the controller has sent again under a new number
     UINT32 retransmissions = 0; // discovery and configuration requests sent again
     UINT32 echoes_sent = 0;
     UINT32 echoes_answered = 0;

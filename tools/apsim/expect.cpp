@@ -50,6 +50,7 @@ void add_fleet(Measures& m, const FleetStats& stats)
     m["kept-raw"] = stats.sum.kept_raw;
     m["refused"] = stats.sum.refused;
     m["duplicates"] = stats.sum.duplicates;
+    m["repeats"] = stats.sum.repeats;
     m["upgrades"] = stats.sum.upgrades;
 }
 

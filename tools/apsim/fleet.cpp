@@ -20,8 +20,9 @@ using clock = std::chrono::steady_clock;
 
 constexpr rlim_t spare_files = 64;
 constexpr std::size_t noise_slot = std::size_t{1} << 32; // epoll data from here on: noise sockets
-constexpr int frames_per_turn = 64;                      // from one socket, so that the others get their turn
-constexpr double noise_burst = 0.05;                     // seconds of noise that may be caught up on
+constexpr int ticks_per_round = 64;  // then the sockets are looked at: a storm must not sit on its own answers
+constexpr int frames_per_turn = 64;  // from one socket, so that the others get their turn
+constexpr double noise_burst = 0.05; // seconds of noise that may be caught up on
 
 void raise_file_limit(std::size_t sockets)
 {
@@ -52,6 +53,7 @@ void add(ApCounters& sum, const ApCounters& one)
     sum.kept_raw += one.kept_raw;
     sum.refused += one.refused;
     sum.duplicates += one.duplicates;
+    sum.repeats += one.repeats;
     sum.retransmissions += one.retransmissions;
     sum.echoes_sent += one.echoes_sent;
     sum.echoes_answered += one.echoes_answered;
@@ -265,7 +267,7 @@ void Fleet::plan(Ap& ap)
 void Fleet::tick_aps()
 {
     const micros moment = now();
-    while (!timers_.empty() && timers_.top().due <= moment) {
+    for (int ticks = 0; ticks < ticks_per_round && !timers_.empty() && timers_.top().due <= moment; ticks++) {
         const Timer timer = timers_.top();
         timers_.pop();
         Ap& ap = *aps_[timer.ap];
@@ -349,7 +351,9 @@ void Fleet::receive(Ap& ap)
 void Fleet::deliver(std::size_t index, ByteView datagram)
 {
     Ap& ap = *aps_[index];
+    const bool joined_before = ap.model.joined_at() != never;
     ap.model.on_frame(datagram, now());
+    if (!joined_before && ap.model.joined_at() != never) ever_joined_++;
     plan(ap);
 }
 
@@ -371,12 +375,12 @@ FleetStats Fleet::stats() const
     FleetStats stats = totals_;
     stats.aps = aps_.size();
     stats.silent_wanted = options_.silent;
+    stats.ever_joined = ever_joined_;
     micros last_join = 0;
     for (const auto& ap : aps_) {
         stats.states[static_cast<std::size_t>(ap->model.state())]++;
         add(stats.sum, ap->model.counters());
         if (ap->model.joined_at() == never) continue;
-        stats.ever_joined++;
         last_join = std::max(last_join, ap->model.joined_at());
     }
     if (stats.ever_joined == stats.aps) stats.joined_within = last_join;

@@ -91,6 +91,7 @@ public:
     micros now() const; // simulated
     FleetStats stats() const;
     std::size_t size() const { return aps_.size(); }
+    std::size_t ever_joined() const { return ever_joined_; } // APs that have come to run at least once
     ApModel& ap(std::size_t index) { return aps_[index]->model; }
     const ApModel& ap(std::size_t index) const { return aps_[index]->model; }
     const FleetOptions& options() const { return options_; }
@@ -141,6 +142,7 @@ private:
     double noise_owed_[noise_count] = {};
     int noise_sockets_[2] = {-1, -1}; // for unknown APs, for frames that must be dropped
     micros next_reboot_ = never;
+    std::size_t ever_joined_ = 0;
     int epoll_ = -1;
     std::atomic<bool> stopped_ = false;
     FleetStats totals_; // frames, noise and answer times; the rest is gathered by stats()

@@ -33,7 +33,7 @@ void Link::push(std::size_t ap, ByteView datagram, micros now)
 
 std::optional<Link::Item> Link::pop(micros now)
 {
-    if (next_due() > now) return std::nullopt;
+    if (queue_.empty() || queue_.top().due > now) return std::nullopt;
     Item item = queue_.top().item;
     queue_.pop();
     return item;

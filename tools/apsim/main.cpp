@@ -32,9 +32,7 @@ void on_signal(int number)
 
 bool all_joined(const Fleet& fleet)
 {
-    for (std::size_t i = 0; i < fleet.size(); i++)
-        if (fleet.ap(i).joined_at() == never) return false;
-    return true;
+    return fleet.ever_joined() == fleet.size();
 }
 
 std::string title_of(const RunOptions& run)
@@ -73,7 +71,7 @@ int conclude(const RunOptions& run, const Measures& measures, nlohmann::json jso
     const bool good = std::all_of(verdicts.begin(), verdicts.end(), [](const Verdict& v) { return v.holds; });
     if (run.json) {
         json["mode"] = to_string(run.mode);
-        json["controller"] = to_string(run.fleet.controller);
+        if (!run.bare) json["controller"] = to_string(run.fleet.controller);
         json["seed"] = run.fleet.seed;
         json["scale"] = run.fleet.scale;
         json["expectations"] = verdict_json(verdicts);
@@ -148,9 +146,10 @@ std::string bench_line(const char* what, const BenchResult& result)
 {
     const Histogram& h = result.answers;
     const auto ms = [&](double percent) { return static_cast<double>(h.percentile(percent)) / 1000.0; };
-    return fmt::format("{:<11} {:>10.0f} rounds/s   p50 {:.3f}  p95 {:.3f}  p99 {:.3f}  max {:.3f} ms   timeouts {}\n",
-                       what, result.rate(), ms(50), ms(95), ms(99), static_cast<double>(h.max()) / 1000.0,
-                       result.timeouts);
+    return fmt::format(
+        "{:<11} {:>10.0f} rounds/s   p50 {:.3f}  p95 {:.3f}  p99 {:.3f}  max {:.3f} ms   timeouts {}{}\n", what,
+        result.rate(), ms(50), ms(95), ms(99), static_cast<double>(h.max()) / 1000.0, result.timeouts,
+        result.strange > 0 ? fmt::format("   strange {}", result.strange) : "");
 }
 
 nlohmann::json bench_json(const Measured& measured)

@@ -1,10 +1,12 @@
 #include "report.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <sstream>
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -77,14 +79,27 @@ std::string body_text(const FleetStats& stats)
                         sum.reboots);
     text += fmt::format("  frames     in {}   out {}   retransmissions {}   echoes missed {}   bad in {}\n",
                         stats.frames_in, stats.frames_out, sum.retransmissions, sum.echoes_missed, sum.bad_in);
-    text +=
-        fmt::format("  requests   applied {}   kept raw {}   refused {}   duplicates {}   configurations taken {}\n",
-                    sum.applied, sum.kept_raw, sum.refused, sum.duplicates, sum.config_taken);
+    text += fmt::format(
+        "  requests   applied {}   kept raw {}   refused {}   repeated {}   duplicates {}   configurations taken {}\n",
+        sum.applied, sum.kept_raw, sum.refused, sum.repeats, sum.duplicates, sum.config_taken);
     if (stats.send_errors + stats.receive_errors > 0)
         text += fmt::format("  errors     send {}   receive {}   (is the controller up?)\n", stats.send_errors,
                             stats.receive_errors);
     text += fault_text("up", stats.up) + fault_text("down", stats.down) + noise_text(stats);
     return text + answer_table(stats);
+}
+
+// A line that the terminal breaks in two would spoil the overdrawing.
+std::string clipped(const std::string& text)
+{
+    winsize size{};
+    const bool known = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+    const std::size_t width = known ? size.ws_col : 80;
+    std::string out;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);)
+        out += line.substr(0, width) + "\n";
+    return out;
 }
 
 double rate(std::uint64_t now, std::uint64_t before, double passed)
@@ -183,7 +198,7 @@ void LiveView::draw(const FleetStats& stats)
         fmt::print(stderr, "{}   {}   retransmissions {}   p50 {:.3f} p99 {:.3f} ms\n", head, state_text(stats),
                    stats.sum.retransmissions, ms(all.percentile(50)), ms(all.percentile(99)));
     } else {
-        const std::string text = head + "\n" + body_text(stats);
+        const std::string text = clipped(head + "\n" + body_text(stats));
         std::string shown;
         if (lines_ > 0) shown = fmt::format("\033[{}A\033[J", lines_);
         shown += text;
