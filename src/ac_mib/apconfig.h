@@ -3,11 +3,12 @@
 // Shape    199 hash chains; the hash is weak on purpose and seeded anew in each run, so nothing may store a bucket.
 // Owner    the table owns its records and their nodes. A finder hands out a plain pointer to the live record. A deleted
 //          record is retired (common/ac_alloc.h): the pointer stays valid for the caller's ac_reader section.
-// Threads  any. g_apconfig_mutex guards the chains and the content of every record. The finders take it themselves, so no
-//          caller holds it around them; code that holds it uses the _locked forms. Fields fixed before a record is linked
-//          (ethaddr, ap_type, proto_vendor, product_*) may be read without it. `status` is read without it through
-//          ac_load and written under it with ac_store. All else is read and written under it.
-//          Only the dispatch thread writes `ip` and `port` of a linked record, so it reads them back without the lock.
+// Threads  any. g_apconfig_mutex guards the chains and the content of every record. The finders take it themselves, so
+// no
+//          caller holds it around them; code that holds it uses the _locked forms. Fields fixed before a record is
+//          linked (ethaddr, ap_type, proto_vendor, product_*) may be read without it. `status` is read without it
+//          through ac_load and written under it with ac_store. All else is read and written under it. Only the dispatch
+//          thread writes `ip` and `port` of a linked record, so it reads them back without the lock.
 #pragma once
 
 #include "ac_mib/apconfig_wire.h"
@@ -118,9 +119,24 @@ APCONFIG* apconfig_hnode_find_by_bssid(const void* ethaddr) AC_EXCLUDES(g_apconf
 // 1 if `b` is one of the up to `ssid_num` BSSIDs above the AP's own address `a`, without carry; else 0.
 int ether_addr_match(const UINT8* a, const UINT8* b, int ssid_num);
 
-// First node of that radio (bit 0 of RF_basic_setting), or SSID; null where there is none. No lock: the caller holds it.
+// First node of that radio (bit 0 of RF_basic_setting), or SSID; null where there is none. No lock: the caller holds
+// it.
 CONFIG_WL_RF_LIST* apconfig_find_rf_node(list_node* head, UINT8 radio);
 CONFIG_WL_BASIC_LIST* apconfig_find_wlbasic_node(list_node* head, UINT8 ssid_id);
+
+// The record around a link of list_rf or list_wl.
+inline CONFIG_WL_RF_LIST* apconfig_rf_of(list_node* link)
+{
+    return list_entry(link, CONFIG_WL_RF_LIST, list);
+}
+inline CONFIG_WL_BASIC_LIST* apconfig_wl_of(list_node* link)
+{
+    return list_entry(link, CONFIG_WL_BASIC_LIST, list);
+}
+
+// A walk over the table, by bucket and then from the head of the chain: the first record for null, else the one after
+// `node`; null at the end. Take the next one before you unlink a record.
+APCONFIG* apconfig_next_locked(const APCONFIG* node) AC_REQUIRES(g_apconfig_mutex);
 
 // Links a record at the head of its bucket and counts it.
 void apconfig_link(APCONFIG* node) AC_EXCLUDES(g_apconfig_mutex);
@@ -129,7 +145,7 @@ void apconfig_unlink_locked(APCONFIG* node) AC_REQUIRES(g_apconfig_mutex);
 
 // Removes one record; with `flag` also queues the deletion of its rows. 0, or 1001 after "Error->%s(%d)--\n".
 int apconfig_mib_node_del(const UINT8* ethaddr, int flag) AC_EXCLUDES(g_apconfig_mutex);
-// Empties the table; the database is not touched.
+// Empties the table; the database is not touched. The count is set to 0 after the walk, whatever came in meanwhile.
 void apconfig_del_all() AC_EXCLUDES(g_apconfig_mutex);
 
 // Where to send to an AP and what to put into the header: a consistent copy for threads other than the dispatch thread.
