@@ -13,6 +13,8 @@
 #include "common/ac_alloc.h"
 #include "test_world.h"
 
+namespace apconfig_test {
+
 using Bytes = std::vector<UINT8>;
 
 inline void put(Bytes& into, std::size_t at, std::initializer_list<int> bytes)
@@ -145,3 +147,7 @@ inline void drop_wl(APCONFIG* node, UINT8 ssid_id)
     list_del(&found->list);
     ac_retire(found);
 }
+
+} // namespace apconfig_test
+
+using namespace apconfig_test;
