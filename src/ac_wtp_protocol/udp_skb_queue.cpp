@@ -179,6 +179,12 @@ void trim_sig(sem_t* sem)
     sem_post(sem);
 }
 
+int udp_skb_waiting()
+{
+    ac_lock lock(g_udp_skb_mutex);
+    return udp_data_num_in_queue;
+}
+
 AC_UDP_SKB_INFO* udp_skb_first()
 {
     ac_lock lock(g_udp_skb_mutex);

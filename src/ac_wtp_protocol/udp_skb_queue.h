@@ -66,6 +66,8 @@ AC_RET udp_discvr_skb_queue_in(const UINT8* ip, UINT16 port, const struct sockad
 
 void trim_sig(sem_t* sem); // sem_post
 
+int udp_skb_waiting(); // frames in the running queue
+
 // The consumer's side: the first frame, still linked, or null; and its end, which gives the block back.
 AC_UDP_SKB_INFO* udp_skb_first();
 void udp_skb_done(AC_UDP_SKB_INFO* frame);
