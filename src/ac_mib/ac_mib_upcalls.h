@@ -1,8 +1,8 @@
 // ac_mib_upcalls - operations of higher rooms that the configuration table calls.
 #pragma once
 
-#include "common/ac_types.h"
 #include "ac_wtp_protocol/ac_frame_wire.h"
+#include "common/ac_types.h"
 
 // Provided by ac_wtp_protocol/acwtp_transport.
 AC_RET send_layer3_udp_data(const UINT8* ip, UINT16 port, const CLOUD_AP_UDP_PKT* pkt);

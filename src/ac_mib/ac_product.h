@@ -1,7 +1,9 @@
 // ac_product - the product table: what the controller knows of each type of AP.
 //
-// Shape    200 rows, indexed by ap_type; a row whose ap_type is 0 is empty. 67 rows are built in, rows 69 to 199 are learnt
-//          from APs and come back from the database at the next start. A filled row is never overwritten while threads run.
+// Shape    200 rows, indexed by ap_type; a row whose ap_type is 0 is empty. 67 rows are built in, rows 69 to 199 are
+// learnt
+//          from APs and come back from the database at the next start. A filled row is never overwritten while threads
+//          run.
 // Threads  the discovery thread fills rows, ap_type last (release). Others read through acwtp_product_obtain and the
 //          get_ functions, which see a row whole or empty. The two ..._using fields belong to the firmware upgrade.
 #pragma once
@@ -16,8 +18,8 @@ struct product_ap {
     UINT8 ssid_num_24g;
     UINT8 ssid_num_5g;
     UINT8 rf_num;
-    UINT8 flag_old_crc; // firmware files of this type carry the older checksum
-    UINT16 ap_type;     // the row's index once filled
+    UINT8 flag_old_crc;            // firmware files of this type carry the older checksum
+    UINT16 ap_type;                // the row's index once filled
     UINT8 image_name[AC_NAME_LEN]; // "/var/%s_image"
     int flag_image_file_using;
     int checked_image_file_using;
@@ -35,8 +37,8 @@ bool acwtp_product_fill(const PRODUCT_AP* values);
 // The same, also over a filled row: for the load at start, before any thread runs.
 bool acwtp_product_load(const PRODUCT_AP* values);
 
-// "/var/%s_image" with the product's name. Becomes a file name and meets a shell: letters, digits, '.', '-' and '_' pass,
-// any other byte becomes '_'; the text is cut to 31 characters with its suffix kept.
+// "/var/%s_image" with the product's name. Becomes a file name and meets a shell: letters, digits, '.', '-' and '_'
+// pass, any other byte becomes '_'; the text is cut to 31 characters with its suffix kept.
 void acwtp_image_name(const UINT8 (&ap_name)[AC_NAME_LEN], UINT8 (&image_name)[AC_NAME_LEN]);
 
 // 0 for a type of 200 or more: silently here,

@@ -10,13 +10,14 @@
 
 #include "ac_mib/apconfig.h"
 
-// Offset of a report's member: 1 config_basic, 2 config_sched_reboot, 3 config_alarm, 4 radios, 5 SSIDs, 6 (v2 only) end of
-// the SSIDs. -1 for an unknown member or a product with a radio count other than 1 or 2.
+// Offset of a report's member: 1 config_basic, 2 config_sched_reboot, 3 config_alarm, 4 radios, 5 SSIDs, 6 (v2 only)
+// end of the SSIDs. -1 for an unknown member or a product with a radio count other than 1 or 2.
 int get_offsetof_member_v1(UINT16 aptype, int bit);
 int get_offsetof_member_v2(UINT16 aptype, int bit);
 
 // `data` is the payload as far as it was received; a report shorter than its layout is refused.
-int apconfig_mib_add(const UINT8* ethaddr, const UINT8* ipaddr, UINT16 port, UINT16 aptype, std::span<const UINT8> data);
+int apconfig_mib_add(const UINT8* ethaddr, const UINT8* ipaddr, UINT16 port, UINT16 aptype,
+                     std::span<const UINT8> data);
 int apconfig_mib_add_v2(const UINT8* ethaddr, const UINT8* ipaddr, UINT16 port, UINT16 aptype,
                         std::span<const UINT8> data);
 

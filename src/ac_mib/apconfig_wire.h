@@ -1,8 +1,8 @@
 // apconfig_wire - configuration records of an AP that cross the wire and the control channel as raw images.
 //
-// Little-endian, gaps included: offsets and sizes are part of the format. Texts of fixed width carry a length byte; none
-// is terminated by format. The numeric meanings of secure_mode, auth_type, network_mode, bandwidth, interface_mode and
-// reboot_type are agreed between the web interface and the APs; the controller stores, compares and forwards them.
+// Little-endian, gaps included: offsets and sizes are part of the format. Texts of fixed width carry a length byte;
+// none is terminated by format. The numeric meanings of secure_mode, auth_type, network_mode, bandwidth, interface_mode
+// and reboot_type are agreed between the web interface and the APs; the controller stores, compares and forwards them.
 #pragma once
 
 #include <type_traits>
@@ -20,8 +20,8 @@ inline constexpr UINT8 AC_SSID_5G_FIRST = 8;        // ssid_id from here on lie 
 inline constexpr UINT8 AC_CHANNEL_KEEP = 255;       // in an update: keep the present channel
 
 #define AC_AT(record, field, offset) static_assert(offsetof(record, field) == (offset))
-#define AC_RECORD(record, size)                                                                                          \
-    static_assert(sizeof(record) == (size));                                                                             \
+#define AC_RECORD(record, size)                                                                                        \
+    static_assert(sizeof(record) == (size));                                                                           \
     static_assert(std::is_trivially_copyable_v<record> && std::has_unique_object_representations_v<record>)
 
 struct config_ip {

@@ -1,7 +1,12 @@
 // sql_flash_queue - notes that say which record has data to be saved, and the thread that writes them.
 //
 // Shape    a note names an AP and the kind of data, not the data: the record's content at the time of writing counts.
-// Threads  sql_flash_queue_in from any, also with g_apconfig_mutex held. One consumer, thread_write_flash.
+// Threads  sql_flash_queue_in from any, also with g_apconfig_mutex held. One consumer, thread_write_flash. A producer
+// waits
+//          until the consumer has made the pool, so that no note of the start is lost; the pool needs no lock but its
+//          own.
+// Locks    g_sql_flash_mutex guards the list and the pool and is never held over SQL. g_apconfig_mutex is held from the
+//          search for a note's record to the end of its statement: the record can neither change nor go meanwhile.
 #pragma once
 
 #include <semaphore.h>
@@ -9,6 +14,8 @@
 #include "common/ac_list.h"
 #include "common/ac_lock.h"
 #include "common/ac_types.h"
+
+struct apconfig;
 
 enum config_sql_type {
     CONFIG_SQL_LED = 0,
@@ -48,5 +55,21 @@ extern ac_mutex g_sql_flash_mutex;
 extern list_node g_sql_flash_queue AC_GUARDED_BY(g_sql_flash_mutex);
 extern sem_t sql_flash_sig;
 
-// Queues a note and wakes the thread. 0; 255 after perror("malloc") when no block can be had.
+// Queues a note and wakes the thread. 0; 255 after perror("malloc") when no block can be had: the change then stays in
+// memory alone.
 int sql_flash_queue_in(int type, int index, const UINT8* ethaddr);
+
+// One pass: writes what the notes ask for, oldest first, each once. The consumer only. A failed write is a line and its
+// note is spent all the same.
+void sql_flash_queue_out();
+
+// The pool of notes, then the word to the producers. Called by the thread, and in tests in its place; a second call
+// finds the pool and makes none. false without memory.
+bool sql_flash_pools_make();
+
+// The thread; its argument is not used. Doesn't return.
+void* thread_write_flash(void*);
+
+// Frees the radio and SSID nodes of a record and leaves the record. The caller holds g_apconfig_mutex or the record is
+// not linked.
+void free_list_node(struct apconfig* node);

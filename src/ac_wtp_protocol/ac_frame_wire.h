@@ -1,7 +1,7 @@
 // ac_frame_wire - the frame between the controller and its access points, as it lies on the wire.
 //
-// Little-endian throughout; no field is converted in either direction. A frame is the 28-byte header and msg_length bytes
-// of payload, in one UDP datagram of at most 2048 bytes.
+// Little-endian throughout; no field is converted in either direction. A frame is the 28-byte header and msg_length
+// bytes of payload, in one UDP datagram of at most 2048 bytes.
 #pragma once
 
 #include <type_traits>
@@ -116,8 +116,14 @@ static_assert(offsetof(CLOUD_AP_UDP_PKT, vendor) == 16 && offsetof(CLOUD_AP_UDP_
 static_assert(offsetof(CLOUD_AP_UDP_PKT, msg_length) == 20 && offsetof(CLOUD_AP_UDP_PKT, crc) == 24);
 static_assert(std::has_unique_object_representations_v<CLOUD_AP_UDP_PKT>);
 
-inline UINT8 acwtp_msg_low(UINT16 msg_type) { return static_cast<UINT8>(msg_type & 0xFF); }
-inline UINT8 acwtp_msg_high(UINT16 msg_type) { return static_cast<UINT8>(msg_type >> 8); }
+inline UINT8 acwtp_msg_low(UINT16 msg_type)
+{
+    return static_cast<UINT8>(msg_type & 0xFF);
+}
+inline UINT8 acwtp_msg_high(UINT16 msg_type)
+{
+    return static_cast<UINT8>(msg_type >> 8);
+}
 
 // Payload of HALDE_APDiscoveryReq.
 struct ap_product_info {

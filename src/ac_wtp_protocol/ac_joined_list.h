@@ -15,8 +15,8 @@
 
 inline constexpr int ACWTP_JOIN_SLOTS = 528;
 inline constexpr int ACWTP_JOIN_USED = 512;
-inline constexpr int ACWTP_ECHO_LIMIT = 6;       // missed periods
-inline constexpr int ACWTP_CONFIG_SECONDS = 60;  // from the join to the configuration
+inline constexpr int ACWTP_ECHO_LIMIT = 6;      // missed periods
+inline constexpr int ACWTP_CONFIG_SECONDS = 60; // from the join to the configuration
 inline constexpr int ACWTP_DISCOVER_LIMIT = 13;
 inline constexpr int ACWTP_DISCOVER_ALARM = 10;
 inline constexpr int ACWTP_ECHO_TIMES_LIMIT = 4;
@@ -60,12 +60,14 @@ typedef struct acwtp_jioned_htable ACWTP_JIONED_HTABLE;
 
 extern ac_mutex g_apjioned_mutex;
 extern ACWTP_JIONED_HTABLE* g_online_list AC_PT_GUARDED_BY(g_apjioned_mutex);
-extern int wtp_online_num_count; // APs that reached AC_RUNNING and have not left; ac_load and ac_add, nothing depends on it
+extern int
+    wtp_online_num_count; // APs that reached AC_RUNNING and have not left; ac_load and ac_add, nothing depends on it
 
-void acwtp_joined_htable_init(); // exit(0) without memory
+void acwtp_joined_htable_init();                // exit(0) without memory
 UINT32 acwtp_joined_hash_func(const void* mac); // 0
 
-// The entry in use with this MAC, or null. The pointer leads into the table and stays readable; what it shows may change.
+// The entry in use with this MAC, or null. The pointer leads into the table and stays readable; what it shows may
+// change.
 ACWTP_JOIN_LIST* acwtp_joined_node_find(const void* mac, UINT32 hash) AC_EXCLUDES(g_apjioned_mutex);
 ACWTP_JOIN_LIST* acwtp_joined_node_find_locked(const void* mac) AC_REQUIRES(g_apjioned_mutex);
 
@@ -85,8 +87,8 @@ int insert_to_wtp_listinfo_locked(const ACWTP_JOIN_LIST* entry) AC_REQUIRES(g_ap
 int delete_wtp_listinfo(const void* mac) AC_EXCLUDES(g_apjioned_mutex);
 int manage_joined_list_del(const UINT8* mac);
 
-// 0, or 1001 after "this ap is not exist". UPDATE_ECHO_STATUS also queues the AP's record for flash at its second echo and
-// raises the link-up alarm at its third; UPDATE_DISCOVER_NUM raises an alarm at exactly 10.
+// 0, or 1001 after "this ap is not exist". UPDATE_ECHO_STATUS also queues the AP's record for flash at its second echo
+// and raises the link-up alarm at its third; UPDATE_DISCOVER_NUM raises an alarm at exactly 10.
 int update_wtp_jioned_list_status(const UINT8* mac, int value, int flag) AC_EXCLUDES(g_apjioned_mutex);
 
 // The end of the configuration step: AC_RUNNING, counted, and the echo timer armed.

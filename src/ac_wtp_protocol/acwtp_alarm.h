@@ -22,6 +22,6 @@ inline constexpr UINT32 ACWTP_ALARM_LENGTH = 10; // of the item's msg: MAC, then
 // Queues the alarm. The result of acmsg_to_acprotocol, or 255 after perror("malloc").
 int trigger_assem_logs(int kind, const UINT8* mac);
 
-// Gives up on the APs of a mac_list whose message was sent its last time without an answer: each known AP is marked to get
-// the full configuration at its next join, its clients go down, an alarm is raised and its joined entry is deleted.
+// Gives up on the APs of a mac_list whose message was sent its last time without an answer: each known AP is marked to
+// get the full configuration at its next join, its clients go down, an alarm is raised and its joined entry is deleted.
 void msged_queue_mac_status_change(list_node* macs);

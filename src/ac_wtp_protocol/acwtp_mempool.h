@@ -13,7 +13,7 @@ struct _memory_pool;
 struct _memory_block {
     struct _memory_block* pNext;
     struct _memory_block* pPrev;
-    char* data; // the block's storage: the back pointer, then the usable bytes
+    char* data;                  // the block's storage: the back pointer, then the usable bytes
     struct _memory_pool* usedBy; // the pool whose used list it is on; null while free
 };
 typedef struct _memory_block CWMemoryBlock;
@@ -42,11 +42,16 @@ typedef struct _memory_pool CWMemoryPool;
 
 extern ac_mutex g_malloc_mutex;
 
-int CWPool_init(CWMemoryPool* memory, unsigned int blockCount, unsigned int blockSize);  // 0
-int CWPool_block(CWMemoryPool* memory, unsigned int blockCount, unsigned int blockSize); // 0; ends the process without memory
-// `size` is ignored; the caller knows that its object fits.
+// 0. Ends the process without memory.
+int CWPool_init(CWMemoryPool* memory, unsigned int blockCount, unsigned int blockSize);
+// Adds a zone. 0, or 255 without memory.
+int CWPool_block(CWMemoryPool* memory, unsigned int blockCount, unsigned int blockSize);
+// A block's usable address, aligned for any record; null when the pool is dry and can't grow. `size` is ignored: the
+// caller knows that its object fits.
 void* CWPool_alloc(CWMemoryPool* memory, unsigned int size);
 // 0. A block may go to another pool than its own and joins that pool's free list. A null back pointer: nothing happens.
 int CWPool_free(CWMemoryPool* memory, void* ptr);
+// The pool that gave this block out.
+const CWMemoryPool* CWPool_owner(const void* ptr);
 // Frees the storage of every zone; the zone records and the pool record stay with the caller.
 int CWPool_destroy(CWMemoryPool* memory);

@@ -1,6 +1,7 @@
 // acwtp_msg - work for the APs: the queue of work not yet done, and the one door to it.
 //
-// Shape    g_msg_queue holds items; the initial thread turns them into frames. acmsg_to_acprotocol copies: the caller keeps
+// Shape    g_msg_queue holds items; the initial thread turns them into frames. acmsg_to_acprotocol copies: the caller
+// keeps
 //          what it passed. An item for more than 100 APs is split by 100.
 // Threads  any may add; the initial thread alone takes. acwtp_mutex guards the list, never the content of an item.
 #pragma once
@@ -24,7 +25,7 @@ struct acwtp_msg_table {
     UINT16 type;      // CGI_MSG: config_ap_type with a sub-selector in the high byte; PROTO_MSG: a message number
     UINT16 num_flag;  // non-zero: all APs, and msg holds only the payload
     UINT16 ap_num;
-    UINT16 flags; // msg_flag
+    UINT16 flags;  // msg_flag
     UINT32 length; // bytes in msg
     char* msg;     // owned; with num_flag 0: ap_num MACs of 6 bytes, then the payload
     list_node list;
@@ -35,8 +36,8 @@ extern ac_mutex acwtp_mutex;
 extern list_node g_msg_queue AC_GUARDED_BY(acwtp_mutex);
 extern sem_t sem_protocol;
 
-// Queues a copy of `acmsg` and wakes the initial thread. 0; 1001 for null, no memory, or an item whose MACs do not fit its
-// length; 255 for no memory for the copied bytes.
+// Queues a copy of `acmsg` and wakes the initial thread. 0; 1001 for null, no memory, or an item whose MACs do not fit
+// its length; 255 for no memory for the copied bytes.
 AC_RET acmsg_to_acprotocol(const ACWTP_MSG_TABLE* acmsg, int flag);
 // The queueing step alone.
 AC_RET acwtp_msg_list_add(const ACWTP_MSG_TABLE* new_node, int flag);
@@ -46,8 +47,17 @@ void acwtp_send_signal_semaphore(int dir);
 // One pass of the initial thread: drains g_msg_queue. The result of its last action, 255 if there was none.
 int acprotocol_signal_handle();
 
-void acwtp_msg_list_del_all();
-void acwtp_msg_list_print(); // walks the queue under its lock, no output
+void acwtp_msg_list_del_all(); // all but the item that is being worked on
+void acwtp_msg_list_print();   // walks the queue under its lock, no output
 
-// An item and its bytes, not linked. From ac_malloc; freed by acwtp_msg_free.
+// --- inside the room
+// ---------------------------------------------------------------------------------------------------
+
+// A new item with the fields of `like` but for send_times and msg; null without memory. Freed by acwtp_msg_free.
+ACWTP_MSG_TABLE* acwtp_msg_alloc(const ACWTP_MSG_TABLE* like);
 void acwtp_msg_free(ACWTP_MSG_TABLE* item);
+// Links an item, which the queue then owns. false, and not linked, when too many internal events wait.
+bool acwtp_msg_link(ACWTP_MSG_TABLE* item, int flag);
+// The initial thread's first item, still linked, or null; and its end.
+ACWTP_MSG_TABLE* acwtp_msg_first();
+void acwtp_msg_done(ACWTP_MSG_TABLE* item);

@@ -5,8 +5,8 @@
 //
 // Records that a finder hands out as plain pointers come from ac_record_alloc. Whoever unlinks one gives it to
 // ac_retire, not to free: another thread may still hold the pointer. A thread that uses such pointers does so inside an
-// ac_reader section (one datagram, one queue item, one tick); a retired record is freed only when every section that was
-// open at its retirement has ended. Sections cost two stores, retiring costs no allocation.
+// ac_reader section (one datagram, one queue item, one tick); a retired record is freed only when every section that
+// was open at its retirement has ended. Sections cost two stores, retiring costs no allocation.
 //
 // Threads  any. The retired list has a mutex of its own, the last in the lock order but the platform's.
 #pragma once

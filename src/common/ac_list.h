@@ -87,5 +87,4 @@ inline void hlist_del(hlist_node* node)
 }
 
 // The record around a link: list_entry(node, AC_UDP_SKB_INFO, list).
-#define list_entry(node, type, member) \
-    (reinterpret_cast<type*>(reinterpret_cast<char*>(node) - offsetof(type, member)))
+#define list_entry(node, type, member) (reinterpret_cast<type*>(reinterpret_cast<char*>(node) - offsetof(type, member)))

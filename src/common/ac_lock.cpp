@@ -46,15 +46,18 @@ void order_forget(const ac_mutex& released)
 void ac_mutex_init(ac_mutex& mutex)
 {
     pthread_mutex_init(&mutex.m, nullptr);
+    mutex.gone = false;
 }
 
 void ac_mutex_destroy(ac_mutex& mutex)
 {
     pthread_mutex_destroy(&mutex.m);
+    mutex.gone = true;
 }
 
 void ac_mutex_acquire(ac_mutex& mutex) AC_NO_TSA
 {
+    if (mutex.gone) return;
 #if defined(WTP_LOCK_ORDER)
     order_check(mutex);
 #endif
@@ -63,6 +66,7 @@ void ac_mutex_acquire(ac_mutex& mutex) AC_NO_TSA
 
 void ac_mutex_release(ac_mutex& mutex) AC_NO_TSA
 {
+    if (mutex.gone) return;
     pthread_mutex_unlock(&mutex.m);
 #if defined(WTP_LOCK_ORDER)
     order_forget(mutex);

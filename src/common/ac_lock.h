@@ -12,26 +12,27 @@
 #include "common/ac_thread_safety.h"
 
 enum ac_lock_rank {
-    AC_RANK_MSGED_SEND = 10, // g_msged_send_mutex
-    AC_RANK_CLIENT = 20,     // g_ac_client_mutex
-    AC_RANK_UPGRADE = 25,    // acwtp_upgrade_mutex
-    AC_RANK_APCONFIG = 30,   // g_apconfig_mutex
-    AC_RANK_JOINED = 40,     // g_apjioned_mutex
-    AC_RANK_ECHO_TIMER = 50, // g_echo_timer_mutex
+    AC_RANK_MSGED_SEND = 10,  // g_msged_send_mutex
+    AC_RANK_CLIENT = 20,      // g_ac_client_mutex
+    AC_RANK_UPGRADE = 25,     // acwtp_upgrade_mutex
+    AC_RANK_APCONFIG = 30,    // g_apconfig_mutex
+    AC_RANK_JOINED = 40,      // g_apjioned_mutex
+    AC_RANK_ECHO_TIMER = 50,  // g_echo_timer_mutex
     AC_RANK_MSGED_TIMER = 52, // g_msged_timer_mutex
-    AC_RANK_MSG = 60,        // acwtp_mutex, acwtp_msged_mutex
-    AC_RANK_SKB = 70,        // g_udp_skb_mutex, g_discvr_udp_skb_mutex
-    AC_RANK_SQL_FLASH = 80,  // g_sql_flash_mutex
-    AC_RANK_SEND_MSG = 85,   // send_msg_mutex
-    AC_RANK_MALLOC = 90,     // g_malloc_mutex
-    AC_RANK_RETIRE = 95,     // the retired list
-    AC_RANK_PLATFORM = 97,   // state inside the platform layer
+    AC_RANK_MSG = 60,         // acwtp_mutex, acwtp_msged_mutex
+    AC_RANK_SKB = 70,         // g_udp_skb_mutex, g_discvr_udp_skb_mutex
+    AC_RANK_SQL_FLASH = 80,   // g_sql_flash_mutex
+    AC_RANK_SEND_MSG = 85,    // send_msg_mutex
+    AC_RANK_MALLOC = 90,      // g_malloc_mutex
+    AC_RANK_RETIRE = 95,      // the retired list
+    AC_RANK_PLATFORM = 97,    // state inside the platform layer
 };
 
 struct AC_CAPABILITY("mutex") ac_mutex {
     pthread_mutex_t m = PTHREAD_MUTEX_INITIALIZER;
     const char* name;
     ac_lock_rank rank;
+    bool gone = false; // destroyed at the stop: one thread is left, which may still pass through locking code
 
     constexpr ac_mutex(const char* mutex_name, ac_lock_rank mutex_rank) : name(mutex_name), rank(mutex_rank) {}
     ac_mutex(const ac_mutex&) = delete;

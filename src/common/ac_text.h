@@ -1,7 +1,7 @@
 // ac_text - fixed-width text fields, MAC and IP texts.
 //
-// A field of fixed width is not a string: it may use every byte. field_to_text makes a bounded string of it, text_to_field
-// fills one from a string and zeroes the rest.
+// A field of fixed width is not a string: it may use every byte. field_to_text makes a bounded string of it,
+// text_to_field fills one from a string and zeroes the rest.
 #pragma once
 
 #include <cstring>

@@ -28,9 +28,9 @@ enum ac_ret {
 };
 typedef enum ac_ret AC_RET;
 
-inline constexpr std::size_t AC_MAC_LEN = 6;      // bytes of a MAC address, an AP's identity
-inline constexpr std::size_t AC_MAC_TEXT = 18;    // "%02x:" six times, less a colon, and the terminator
-inline constexpr std::size_t AC_NAME_LEN = 32;    // width of name fields; all 32 may be used, so never strlen them
+inline constexpr std::size_t AC_MAC_LEN = 6;       // bytes of a MAC address, an AP's identity
+inline constexpr std::size_t AC_MAC_TEXT = 18;     // "%02x:" six times, less a colon, and the terminator
+inline constexpr std::size_t AC_NAME_LEN = 32;     // width of name fields; all 32 may be used, so never strlen them
 inline constexpr std::size_t AC_PRODUCT_NUM = 200; // rows of g_ap_product
-inline constexpr int AC_SSID_MAX = 12;            // 0 to 7: 2.4 GHz, 8 to 11: 5 GHz
+inline constexpr int AC_SSID_MAX = 12;             // 0 to 7: 2.4 GHz, 8 to 11: 5 GHz
 inline constexpr int AC_RADIO_MAX = 2;

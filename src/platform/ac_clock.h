@@ -1,8 +1,8 @@
 // ac_clock - the one clock of the process.
 //
-// All reading of time and all sleeping goes through here. The clock runs AC_TIME_SCALE times faster than the machine's and
-// starts at AC_TIME_START where that is set. Tests take it over: after ac_clock_manual it stands still, moves only by
-// ac_clock_advance, and a sleep moves it and returns at once.
+// All reading of time and all sleeping goes through here. The clock runs AC_TIME_SCALE times faster than the machine's
+// and starts at AC_TIME_START where that is set. Tests take it over: after ac_clock_manual it stands still, moves only
+// by ac_clock_advance, and a sleep moves it and returns at once.
 //
 // Threads  any.
 #pragma once

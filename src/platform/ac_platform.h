@@ -1,7 +1,7 @@
 // ac_platform - the appliance's closed operations under their own names, and where its files lie.
 //
-// host/ implements them on any Linux machine with real files, a real shell and real interfaces. An appliance port adds a
-// folder beside host/ and nothing else changes.
+// host/ implements them on any Linux machine with real files, a real shell and real interfaces. An appliance port adds
+// a folder beside host/ and nothing else changes.
 #pragma once
 
 #include <climits>
@@ -9,12 +9,14 @@
 
 #include "common/ac_types.h"
 
-// Reads the environment (AC_ROOT, AC_LAN_IF, AC_TIME_SCALE, AC_TIME_START), makes standard output line buffered and starts
-// the clock. A malformed value: one line on standard error and exit with status 2. Called once, before any thread.
+// Reads the environment (AC_ROOT, AC_LAN_IF, AC_TIME_SCALE, AC_TIME_START), makes standard output line buffered and
+// starts the clock. A malformed value: one line on standard error and exit with status 2. Called once, before any
+// thread.
 void platform_init();
 
-// Where the appliance's absolute path lies on this machine: below AC_ROOT where that is set. Missing parent folders below
-// the root are made. A path that would be too long gives an empty text.
+// Where the appliance's absolute path lies on this machine: below AC_ROOT where that is set. Missing parent folders
+// below the root are made. A path that would be too long, or whose ".." would lead above the root, gives an empty text.
+// A relative path stays as it is.
 struct ac_path {
     char text[PATH_MAX];
     explicit ac_path(const char* appliance_path);
@@ -23,8 +25,8 @@ struct ac_path {
 
 // --- network -------------------------------------------------------------------------------------------------------
 
-// Above 0 once the LAN interface is up and has an IPv4 address; `text` (24 bytes, zeroed by the caller) then names interface
-// and address, cut to fit. 0 or less otherwise. Doesn't block.
+// Above 0 once the LAN interface is up and has an IPv4 address; `text` (24 bytes, zeroed by the caller) then names
+// interface and address, cut to fit. 0 or less otherwise. Doesn't block.
 int check_network(char* text);
 
 // Name of the LAN interface; a static text that stays valid. Never null.
@@ -37,13 +39,19 @@ int getIfNetmask(const char* name, char* text);
 char* ethaddr_ntoa(const UINT8* mac, char* text);
 
 // --- shell, files, settings ------------------------------------------------------------------------------------------
+//
+// These take the appliance's own paths and move them below AC_ROOT themselves: hand over "/var/x", not
+// ac_path("/var/x").
 
-// Forms a command line and runs it with the shell, waiting for its end. `%s` arguments are quoted for the shell whatever
-// they hold; one that is an absolute path is moved below AC_ROOT; a pattern that must expand ("*" in the last component of
-// an absolute path) is expanded here, inside its folder. Each command line is added to the journal
-// "/var/log/ac_system_cmd.log". With AC_ROOT set, commands that touch the host itself (et, arp, killall, iptables, writes
-// below /proc) are journaled and not run. Formats may use %s, %d, %u, %x, %c and %%, with width and zero flag.
-// Returns the command's exit status, 0 where it was only journaled, -1 where it could not be run.
+// Forms a command line and runs it with the shell, waiting for its end. `%s` arguments are quoted for the shell
+// whatever they hold; one that is an absolute path is moved below AC_ROOT; a pattern that must expand ("*" in the last
+// component of an absolute path) is expanded here, inside its folder. Each command line is added to the journal
+// "/var/log/ac_system_cmd.log". With AC_ROOT set, commands that touch the host itself (et, arp, killall, iptables,
+// writes below /proc) are journaled and not run. Formats may use %s, %d, %u, %x, %c and %%, with width and zero flag.
+// Returns the command's exit status (128 and the signal's number where one ended it), 0 where it was only journaled, -1
+// where it could not be run: no memory, no shell, or a line that is refused (a ".." that leads above the root or out of
+// a pattern's folder, a format with quotes of its own or another conversion, a line of more than about 120,000 bytes).
+// A leading dash of an argument arrives as it is. A command that the format ends with "&" is not waited for.
 int doSystemCmd(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
 // 1 if the file exists, else 0.

@@ -1,5 +1,5 @@
-// test_world - the ground that unit tests stand on: a root of their own, a clock that only the test moves, frames that go
-// to memory, and the queues where work and notes can be seen.
+// test_world - the ground that unit tests stand on: a root of their own, a clock that only the test moves, frames that
+// go to memory, and the queues where work and notes can be seen.
 #pragma once
 
 #include <gtest/gtest.h>
