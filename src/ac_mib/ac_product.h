@@ -28,7 +28,7 @@ typedef struct product_ap PRODUCT_AP;
 
 extern PRODUCT_AP g_ap_product[AC_PRODUCT_NUM];
 
-// A copy of a filled row; zeros and false for an empty row or a type of 200 or more.
+// A copy of a filled row, its ..._using fields left 0; zeros and false for an empty row or a type of 200 or more.
 bool acwtp_product_obtain(UINT16 ap_type, PRODUCT_AP* row);
 
 // Fills an empty row from *values (image_name is formed here, flag_old_crc taken as given) and marks it filled.

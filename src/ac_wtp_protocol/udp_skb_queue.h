@@ -2,9 +2,9 @@
 //
 // Shape    two queues of AC_UDP_SKB_INFO records with the frame right behind each: g_udp_skb_queue for everything but
 //          discovery, g_discvr_udp_skb_queue for that. At most 1501 frames each; one more is lost without a word.
-// Sizes    what the protocol sees counts 36 bytes for the record in front of a frame, as a 32-bit machine has it; where
-// the
-//          record is larger, the blocks are larger by the difference, and toltal_len and its thresholds stay.
+// Sizes    what the protocol sees counts 36 bytes for the record in front of a frame, as a 32-bit machine has it; on a
+//          machine where the record is larger, the blocks are larger by the difference, and toltal_len and its
+//          thresholds stay.
 // Threads  one producer, the receiving thread; one consumer each. The queue's mutex guards list, count and pools.
 #pragma once
 
