@@ -23,7 +23,6 @@
 
 static constexpr int RECEIVE_BUFFER = 700000; // bytes of SO_RCVBUF
 static constexpr int RECEIVE_BATCH = 64;      // datagrams taken per wait at most
-static constexpr int UNKNOWN_WAITING_MAX = 256; // frames that wait before senders not joined are turned away
 static constexpr UINT32 DISCOVERY_PAYLOAD_MAX = AC_SKB_SMALL - AC_SKB_HEAD;
 
 static void print_crc_error(const CLOUD_AP_UDP_PKT* pkt, UINT32 crc_check)
@@ -61,12 +60,16 @@ static bool header_is_ours(const CLOUD_AP_UDP_PKT* pkt)
     return true;
 }
 
-// While many frames wait, senders that are not joined get no more room: a flood of theirs must not crowd out the echoes of
-// joined APs. They are asked about only then, so that service in quiet times costs no look-up here.
-static bool crowded_out(const CLOUD_AP_UDP_PKT* pkt)
+static bool is_joined(const UINT8* mac)
 {
-    if (udp_skb_waiting() <= UNKNOWN_WAITING_MAX) return false;
-    return acwtp_joined_node_find(pkt->ap_mac, acwtp_joined_hash_func(pkt->ap_mac)) == nullptr;
+    return acwtp_joined_node_find(mac, acwtp_joined_hash_func(mac)) != nullptr;
+}
+
+// A flood of strangers must not crowd out the echoes of joined APs: in a full queue one of theirs makes room. Nobody is
+// looked up while there is room for all.
+static void make_room_for_joined(const CLOUD_AP_UDP_PKT* pkt)
+{
+    if (udp_skb_waiting() > AC_SKB_QUEUE_MAX && is_joined(pkt->ap_mac)) (void)udp_skb_drop_stranger(is_joined);
 }
 
 // A full queue loses the frame without a word; its consumer is woken all the same.
@@ -79,7 +82,8 @@ static void queue_by_kind(const CLOUD_AP_UDP_PKT* pkt, const struct sockaddr_in*
         (void)udp_discvr_skb_queue_in(ip, port, from, pkt);
         trim_sig(&udp_discvr_sem_sig);
     } else {
-        if (!crowded_out(pkt)) (void)udp_skb_queue_in(ip, port, from, pkt);
+        make_room_for_joined(pkt);
+        (void)udp_skb_queue_in(ip, port, from, pkt);
         trim_sig(&udp_sem_sig);
     }
 }

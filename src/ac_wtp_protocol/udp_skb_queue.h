@@ -68,6 +68,10 @@ void trim_sig(sem_t* sem); // sem_post
 
 int udp_skb_waiting(); // frames in the running queue
 
+// Loses one of the last frames in the running queue whose sender is not known; never the one that is being handled.
+// false if there is none. The receiving thread alone; `is_known` is called without the queue's lock.
+bool udp_skb_drop_stranger(bool (*is_known)(const UINT8* mac));
+
 // The consumer's side: the first frame, still linked, or null; and its end, which gives the block back.
 AC_UDP_SKB_INFO* udp_skb_first();
 void udp_skb_done(AC_UDP_SKB_INFO* frame);

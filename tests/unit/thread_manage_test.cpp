@@ -276,6 +276,40 @@ TEST_F(Reception, the_1502nd_frame_is_lost_and_the_consumer_posted_all_the_same)
     EXPECT_EQ(posts_of(&udp_sem_sig), 1502);
 }
 
+TEST_F(Reception, in_a_queue_full_of_strangers_a_joined_ap_takes_the_place_of_the_last_of_them)
+{
+    const Bytes stranger = ApFrame().bytes();
+    for (int i = 0; i < 1501; i++)
+        manage_datagram(stranger, &from);
+    ACWTP_JOIN_LIST entry = {};
+    entry.ap_mac[0] = 0x0A;
+    entry.ap_status = 1;
+    entry.current_status = AC_RUNNING;
+    insert_to_wtp_listinfo(&entry);
+    Bytes known = stranger;
+    std::copy_n(entry.ap_mac, AC_MAC_LEN, known.begin());
+    manage_datagram(known, &from);
+    manage_datagram(stranger, &from);
+    EXPECT_EQ(running_count(), 1501);
+    ac_lock lock(g_udp_skb_mutex);
+    EXPECT_EQ(list_entry(g_udp_skb_queue.prev, AC_UDP_SKB_INFO, list)->udp_pkt()->ap_mac[0], 0x0A);
+}
+
+TEST_F(Reception, in_a_queue_full_of_joined_aps_the_next_joined_ap_loses)
+{
+    ACWTP_JOIN_LIST entry = {};
+    entry.ap_mac[0] = 0x0A;
+    entry.ap_status = 1;
+    entry.current_status = AC_RUNNING;
+    insert_to_wtp_listinfo(&entry);
+    Bytes known = ApFrame().bytes();
+    std::copy_n(entry.ap_mac, AC_MAC_LEN, known.begin());
+    for (int i = 0; i < 1502; i++)
+        manage_datagram(known, &from);
+    EXPECT_EQ(running_count(), 1501);
+    EXPECT_FALSE(udp_skb_drop_stranger([](const UINT8*) { return true; }));
+}
+
 TEST_F(Reception, the_1502nd_discovery_is_lost_and_the_consumer_posted_all_the_same)
 {
     ApFrame frame;
