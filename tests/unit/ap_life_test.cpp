@@ -755,13 +755,13 @@ TEST_F(TestWorld, frames_ticks_and_deletions_at_once_leave_every_ap_in_a_state_o
 // An entry that has never run has no echo timer of its own: a count above 0 in it came from the entry before.
 TEST_F(TestWorld, no_echo_timer_of_a_deleted_entry_strikes_the_ap_that_rejoins_in_its_slot)
 {
-    constexpr int ROUNDS = 3000;
+    constexpr int ROUNDS = 20000;
     std::atomic<int> struck{0};
     (void)output_of([&] {
         std::atomic<bool> stop{false};
         std::thread clock_thread = looped(stop, [] {
             ac_clock_advance(30);
-            echo_timer_tick();
+            echo_calltimeout();
         });
         ACWTP_JOIN_LIST entry = {};
         const Mac mac = test_mac(7);
