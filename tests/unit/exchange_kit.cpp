@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "ac_wtp_protocol/ac_joined_list.h"
@@ -103,16 +104,6 @@ Bytes report_two_radios(const char* version)
     put(report, 104 + 28, {3}); // 5 GHz, on
     for (int id = 0; id < 12; id++)
         put_ssid(report, 160 + 110 * static_cast<std::size_t>(id), id);
-    return report;
-}
-
-Bytes report_one_radio(const char* version)
-{
-    Bytes report = zeros(1012);
-    put(report, 0, text(version, 2));
-    put(report, 104, {2});
-    for (int id = 0; id < 8; id++)
-        put_ssid(report, 132 + 110 * static_cast<std::size_t>(id), id);
     return report;
 }
 

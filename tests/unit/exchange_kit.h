@@ -2,7 +2,6 @@
 // work items as the control side makes them, and the outstanding records as they stand.
 #pragma once
 
-#include <algorithm>
 #include <functional>
 #include <string>
 #include <vector>
@@ -51,9 +50,8 @@ struct ApFrame {
     Bytes bytes() const; // as they lie on the wire
 };
 
-// A report of 12 SSIDs and two radios in the second layout, or of 8 SSIDs and one radio; all SSIDs "ssid<n>".
+// A report of two radios and 12 SSIDs in the second layout, the SSIDs named "ssid<n>".
 Bytes report_two_radios(const char* version);
-Bytes report_one_radio(const char* version);
 
 class ExchangeWorld : public TestWorld {
 protected:
