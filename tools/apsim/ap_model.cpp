@@ -341,7 +341,8 @@ void ApModel::on_link_down(micros now)
     }
     counters_.link_down++;
     if (state_ == ApState::running) counters_.lost++;
-    rejoin(now, options_.timers.rejoin);
+    // Turned away right after its discovery was answered: the controller has no room, and asking at once won't help.
+    rejoin(now, state_ == ApState::configuring ? options_.timers.discovery : options_.timers.rejoin);
 }
 
 // ---- requests of the controller -----------------------------------------------------------------------------------

@@ -51,14 +51,6 @@ void live(Fleet& fleet, const RunOptions& run)
     view.finish(fleet.stats());
 }
 
-nlohmann::json config_list(const Fleet& fleet, const std::string& which)
-{
-    nlohmann::json list = nlohmann::json::array();
-    for (std::size_t i = 0; i < fleet.size(); i++)
-        if (which == "all" || fleet.ap(i).options().mac == parse_mac(which)) list.push_back(config_json(fleet.ap(i)));
-    return list;
-}
-
 void print_json(const nlohmann::json& json)
 {
     // Names come from the network: what is no UTF-8 is replaced.
@@ -83,19 +75,32 @@ int conclude(const RunOptions& run, const Measures& measures, nlohmann::json jso
     return good ? 0 : 1;
 }
 
+// The APs that --print-config names; empty without it.
+std::vector<const ApModel*> chosen_aps(const Fleet& fleet, const std::string& which)
+{
+    std::vector<const ApModel*> chosen;
+    if (which.empty()) return chosen;
+    for (std::size_t i = 0; i < fleet.size(); i++)
+        if (which == "all" || fleet.ap(i).options().mac == parse_mac(which)) chosen.push_back(&fleet.ap(i));
+    if (chosen.empty())
+        throw std::invalid_argument(
+            fmt::format("--print-config {}: the fleet has no such AP; its first is {}, the others "
+                        "follow in steps of --mac-step",
+                        which, fleet.ap(0).mac_text()));
+    return chosen;
+}
+
 int run_fleet(const RunOptions& run)
 {
     Fleet fleet(run.fleet);
+    const std::vector<const ApModel*> chosen = chosen_aps(fleet, run.print_config);
     live(fleet, run);
     const FleetStats stats = fleet.stats();
     nlohmann::json json = stats_json(stats);
     std::string text = title_of(run) + "\n" + summary_text(stats);
-    if (!run.print_config.empty()) {
-        json["configurations"] = config_list(fleet, run.print_config);
-        if (json["configurations"].empty()) fmt::print(stderr, "apsim: no AP of the fleet is {}\n", run.print_config);
-        for (std::size_t i = 0; i < fleet.size(); i++)
-            if (run.print_config == "all" || fleet.ap(i).options().mac == parse_mac(run.print_config))
-                text += config_text(fleet.ap(i));
+    for (const ApModel* ap : chosen) {
+        json["configurations"].push_back(config_json(*ap));
+        text += config_text(*ap);
     }
     return conclude(run, measures_of(stats), std::move(json), text);
 }
@@ -210,10 +215,10 @@ int run_bench_mode(const RunOptions& run)
         if (!run.bare) measure(run, "controller", run.fleet.controller, peers, main, text);
     }
     const Measures measures = bench_measures(main, bare, run.ratio);
-    json[run.bare ? "bare_loop" : "controller_rounds"] = bench_json(main);
+    json["bench"][run.bare ? "bare_loop" : "controller"] = bench_json(main);
     if (run.ratio) {
-        json["bare_loop"] = bench_json(bare);
-        json["ratio"] = measures.at("ratio");
+        json["bench"]["bare_loop"] = bench_json(bare);
+        json["bench"]["ratio"] = measures.at("ratio");
         text += fmt::format("ratio       {:.3f}   (controller {:.0f} / bare loop {:.0f} rounds/s, medians of {})\n",
                             measures.at("ratio"), main.median_rate(), bare.median_rate(), run.passes);
     }

@@ -163,8 +163,8 @@ nlohmann::json told_json(const ApConfig& c)
         {"web_on", c.web_on_off},
         {"deploy", c.deploy},
         {"qvlan", hex_text(c.qvlan)},
-        {"time", c.time.time},
-        {"zone", c.time.zone}};
+        {"time", UINT32{c.time.time}}, // a copy: the record is packed
+        {"zone", UINT16{c.time.zone}}};
     nlohmann::json raw = nlohmann::json::object();
     for (const auto& [msg_type, payload] : c.raw)
         raw[fmt::format("0x{:04x}", msg_type)] = hex_text(payload);

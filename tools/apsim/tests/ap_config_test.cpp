@@ -238,8 +238,8 @@ TEST(ApConfig, alarm_reboot_and_led_blocks_stand_alone_and_together)
     EXPECT_EQ(config.alarm.stream_limit, 10000u);
     EXPECT_EQ(apply_setting(config, 0x4407, hex("01 02 9f05  00ca9a3b 0800  00")), Applied::done);
     EXPECT_EQ(config.reboot.time, 0x059F);
-    EXPECT_EQ(config.time.time, 1000000000u);
-    EXPECT_EQ(config.time.zone, 8);
+    EXPECT_EQ(UINT32{config.time.time}, 1000000000u);
+    EXPECT_EQ(UINT16{config.time.zone}, 8);
     EXPECT_EQ(config.basic.led_status, 0);
     EXPECT_EQ(apply_setting(config, 0xC407, hex("00 11 0000 01000000  00 00 0000  01000000 0000  01")), Applied::done);
     EXPECT_EQ(config.alarm.hostnum_limit, 0x11);

@@ -272,6 +272,20 @@ TEST_F(ApTest, forced_link_down_leads_to_a_new_join)
     EXPECT_EQ(model->counters().joins, 2u);
 }
 
+TEST_F(ApTest, an_ap_turned_away_before_it_runs_waits_as_long_as_between_discoveries)
+{
+    advance(0);
+    hear(reply(0, 3));
+    sink.sent.clear();
+    hear(hex("02a951000010 0400 0100 5a5a 0000 0100 8817 0001 00000000 8eb2d204"));
+    EXPECT_EQ(model->state(), ApState::discovering);
+    EXPECT_EQ(model->counters().lost, 0u);
+    advance(5 * second - 1);
+    EXPECT_TRUE(sink.sent.empty());
+    advance(1);
+    EXPECT_EQ(sink.sent.size(), 1u);
+}
+
 TEST_F(ApTest, link_down_is_taken_with_the_crc_of_the_frame_it_copies)
 {
     join();
@@ -515,7 +529,7 @@ TEST_F(ApTest, one_way_messages_are_taken_without_an_answer)
     hear(request(11, 42, zeros(6)));
     EXPECT_TRUE(sink.sent.empty());
     EXPECT_EQ(model->counters().other_in, 3u);
-    EXPECT_EQ(model->config().time.time, 1000000000u);
+    EXPECT_EQ(UINT32{model->config().time.time}, 1000000000u);
 }
 
 TEST_F(ApTest, a_changed_controller_address_leads_to_a_new_join)
