@@ -1,4 +1,5 @@
 // sql_faults - a file layer under SQLite that fails when a test says so: full, broken, without a way to force data out.
+// It never waits for the disk.
 #pragma once
 
 // Installs the layer as the default for files opened from now on; once per process, harmless to repeat.

@@ -5,6 +5,7 @@
 #include "ac_sql/sqlite_schema.h"
 #include "common/ac_text.h"
 #include "platform/ac_platform.h"
+#include "sql_faults.h"
 
 static int collect_row(void* arg, int count, char** values, char**)
 {
@@ -28,6 +29,8 @@ std::string mac_text(const Mac& mac)
 
 void SqlWorld::SetUp()
 {
+    sql_faults_install();
+    sql_faults_clear();
     TestWorld::SetUp();
     const std::string printed = output_of([] {
         ASSERT_EQ(sqlite_init(), 0);
@@ -38,6 +41,7 @@ void SqlWorld::SetUp()
 
 void SqlWorld::TearDown()
 {
+    sql_faults_clear();
     sqlite_exit();
     sqlite_logs_exit();
     TestWorld::TearDown();

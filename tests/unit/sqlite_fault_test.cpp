@@ -20,15 +20,8 @@ protected:
     APCONFIG* record = nullptr;
     void SetUp() override
     {
-        sql_faults_install();
-        sql_faults_clear();
         SqlWorld::SetUp();
         record = make_record(M1, 1, AP_LINK_UP);
-    }
-    void TearDown() override
-    {
-        sql_faults_clear();
-        SqlWorld::TearDown();
     }
     void write_record()
     {
@@ -109,7 +102,8 @@ TEST_F(SqlFaultWorld, a_cut_at_any_moment_leaves_a_file_that_opens_and_loads)
         });
         check_rows(moment);
         // SSID rows never stand without their AP, which would stop the load for all others.
-        if (cell(db, "select count(*) from ap_ssid") == "2") EXPECT_NE(apconfig_find(M1.data()), nullptr) << moment;
+        const bool has_ssids = cell(db, "select count(*) from ap_ssid") == "2";
+        EXPECT_TRUE(!has_ssids || apconfig_find(M1.data()) != nullptr) << moment;
         apconfig_del_all();
         record = make_record(M1, 1, AP_LINK_UP);
     }
@@ -130,7 +124,8 @@ TEST_F(SqlFaultWorld, a_deletion_broken_at_any_moment_leaves_no_ssid_without_its
             sql_faults_clear();
         });
         check_rows(moment);
-        if (cell(db, "select count(*) from ap_ssid") == "2") EXPECT_EQ(cell(db, "select count(*) from ap_basic"), "1");
+        const bool has_ssids = cell(db, "select count(*) from ap_ssid") == "2";
+        EXPECT_TRUE(!has_ssids || cell(db, "select count(*) from ap_basic") == "1") << moment;
     }
 }
 
