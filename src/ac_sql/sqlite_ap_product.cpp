@@ -40,7 +40,7 @@ int load_ap_product_callback(void*, const sql_row& cells)
     row.rf_num = static_cast<UINT8>(sql_cell_int(cells[PRODUCT_RF]));
     row.flag_old_crc = static_cast<UINT8>(sql_cell_int(cells[PRODUCT_OLD_CRC]));
     row.ap_type = static_cast<UINT16>(ap_type);
-    (void)acwtp_product_load(&row); // over a built-in row too; the type was checked above
+    (void)acwtp_product_load(&row); // the stored row rules, also over a built-in one; the type was checked above
     return 0;
 }
 
