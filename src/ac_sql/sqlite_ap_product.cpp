@@ -20,13 +20,13 @@ enum product_column {
 };
 static_assert(PRODUCT_COLUMNS == AP_PRODUCT_TABLE_COL_LEN);
 
-int load_ap_product_callback(void*, int n_column, char** column_value, char**)
+int load_ap_product_callback(void*, const sql_row& cells)
 {
+    const int n_column = cells.columns();
     if (n_column != AP_PRODUCT_TABLE_COL_LEN) {
         AC_ERR("ap_type column=%d,MAX_LEN=%d", n_column, AP_PRODUCT_TABLE_COL_LEN);
         return AC_RET_ERROR;
     }
-    const std::span cells(column_value, PRODUCT_COLUMNS);
     const int ap_type = sql_cell_int(cells[PRODUCT_AP_TYPE]);
     if (ap_type < 1 || ap_type >= static_cast<int>(AC_PRODUCT_NUM)) {
         AC_ERR("load ap_type error, ap_type=%d\n", ap_type);
@@ -92,7 +92,7 @@ int load_apconfig_ap_product()
     sql_text sql;
     sql.append("select * from %s", AP_PRODUCT_TABLE);
     sql_message message;
-    const int ret = sql_exec(db, sql, message, load_ap_product_callback);
+    const int ret = sql_each_row(db, sql, message, load_ap_product_callback, nullptr);
     if (ret == SQLITE_OK) return AC_RET_OK;
     AC_ERR("load_apconfig_ap_product error,Error code:%d,Reason:%s\n", ret, message.c_str());
     return AC_RET_ERROR;

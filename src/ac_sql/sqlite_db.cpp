@@ -56,6 +56,22 @@ void db_discard(const char* appliance_path)
     doSystemCmd("killall -9 wtpmasterd");
 }
 
+// Results and reasons as sqlite3_exec gives them.
+int step_rows(sqlite3* handle, const char* sql, char** reason, sql_row_callback callback, void* arg)
+{
+    sqlite3_stmt* statement = nullptr;
+    int ret = sqlite3_prepare_v2(handle, sql, -1, &statement, nullptr);
+    if (ret == SQLITE_OK) {
+        do
+            ret = sqlite3_step(statement);
+        while (ret == SQLITE_ROW && callback(arg, sql_row(statement)) == 0);
+    }
+    if (ret != SQLITE_ROW && ret != SQLITE_DONE) *reason = sqlite3_mprintf("%s", sqlite3_errmsg(handle));
+    sqlite3_finalize(statement);
+    if (ret == SQLITE_DONE) return SQLITE_OK;
+    return ret == SQLITE_ROW ? SQLITE_ABORT : ret; // a row was left: the callback has ended the select
+}
+
 } // namespace
 
 ac_db_use::ac_db_use(ac_db& file) : file_(file)
@@ -88,21 +104,43 @@ void sql_message::settle(int ret)
     fallback_ = sqlite3_errstr(ret);
 }
 
-int sql_exec(ac_db& file, const char* sql, sql_message& message, sql_row_callback callback, void* arg)
+int sql_exec(ac_db& file, const char* sql, sql_message& message)
 {
     const ac_db_use use(file);
     char** reason = message.renew();
-    const int ret = use.handle() == nullptr ? SQLITE_MISUSE : sqlite3_exec(use.handle(), sql, callback, arg, reason);
+    const int ret = use.handle() == nullptr ? SQLITE_MISUSE : sqlite3_exec(use.handle(), sql, nullptr, nullptr, reason);
     message.settle(ret);
     return ret;
 }
 
-int sql_exec(ac_db& file, const sql_text& sql, sql_message& message, sql_row_callback callback, void* arg)
+int sql_exec(ac_db& file, const sql_text& sql, sql_message& message)
 {
-    if (sql.ok()) return sql_exec(file, sql.c_str(), message, callback, arg);
+    if (sql.ok()) return sql_exec(file, sql.c_str(), message);
     message.renew();
     message.settle(SQLITE_NOMEM);
     return SQLITE_NOMEM;
+}
+
+int sql_row::columns() const
+{
+    return sqlite3_column_count(statement_);
+}
+
+const char* sql_row::operator[](int column) const
+{
+    if (column < 0 || column >= columns()) return nullptr;
+    return reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
+}
+
+int sql_each_row(ac_db& file, const sql_text& sql, sql_message& message, sql_row_callback callback, void* arg)
+{
+    const ac_db_use use(file);
+    char** reason = message.renew();
+    int ret = SQLITE_NOMEM;
+    if (sql.ok())
+        ret = use.handle() == nullptr ? SQLITE_MISUSE : step_rows(use.handle(), sql.c_str(), reason, callback, arg);
+    message.settle(ret);
+    return ret;
 }
 
 sql_table::~sql_table()

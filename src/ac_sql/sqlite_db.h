@@ -59,14 +59,27 @@ private:
     const char* fallback_ = "";
 };
 
-// Called per row: cells by position, null for an SQL null. Non-zero ends the statement with SQLITE_ABORT.
-typedef int (*sql_row_callback)(void* arg, int n_column, char** column_value, char** column_name);
-
 // Runs a statement. A text that could not be formed whole is never run: SQLITE_NOMEM.
-int sql_exec(ac_db& file, const char* sql, sql_message& message, sql_row_callback callback = nullptr,
-             void* arg = nullptr);
-int sql_exec(ac_db& file, const sql_text& sql, sql_message& message, sql_row_callback callback = nullptr,
-             void* arg = nullptr);
+int sql_exec(ac_db& file, const char* sql, sql_message& message);
+int sql_exec(ac_db& file, const sql_text& sql, sql_message& message);
+
+// One row of a select, valid inside the callback.
+class sql_row {
+public:
+    explicit sql_row(sqlite3_stmt* statement) : statement_(statement) {}
+    int columns() const;
+    const char* operator[](int column) const; // null for an SQL null and outside the row
+
+private:
+    sqlite3_stmt* statement_;
+};
+
+// Non-zero ends the select at this row with SQLITE_ABORT.
+typedef int (*sql_row_callback)(void* arg, const sql_row& row);
+
+// Runs a select and calls back per row. No lock of SQLite is held in the callback, so that it may take
+// g_apconfig_mutex, under which the flash thread takes those of SQLite. The file can't be closed meanwhile.
+int sql_each_row(ac_db& file, const sql_text& sql, sql_message& message, sql_row_callback callback, void* arg);
 
 // The rows of a select, all in memory.
 class sql_table {

@@ -93,8 +93,6 @@ enum ssid_column {
 };
 static_assert(SSID_COLUMNS == AP_WL_SSID_TABLE_COL_LEN);
 
-using row_cells = std::span<char*>;
-
 // A number cut to the width of its field.
 template <typename T> void cell_number(const char* cell, T& field)
 {
@@ -120,7 +118,7 @@ void cell_text_by_length(const char* text, const char* length_cell, std::span<UI
     std::fill(field.begin() + length, field.end(), UINT8{0});
 }
 
-void fill_info_basic(row_cells cells, CONFIG_BASIC& basic)
+void fill_info_basic(const sql_row& cells, CONFIG_BASIC& basic)
 {
     cell_number(cells[BASIC_LEDSTATUS], basic.led_status);
     cell_number(cells[BASIC_IPMODE], basic.ip.mode);
@@ -135,7 +133,7 @@ void fill_info_basic(row_cells cells, CONFIG_BASIC& basic)
                         basic.version.version_length);
 }
 
-void fill_reboot_and_alarm(row_cells cells, APCONFIG& node)
+void fill_reboot_and_alarm(const sql_row& cells, APCONFIG& node)
 {
     cell_number(cells[BASIC_REBOOT_EN], node.info_reboot.reboot_en);
     cell_number(cells[BASIC_REBOOT_TYPE], node.info_reboot.reboot_type);
@@ -152,7 +150,7 @@ void fill_reboot_and_alarm(row_cells cells, APCONFIG& node)
 }
 
 // status, proto_vendor, port and sql_flag stay 0: every loaded AP is offline, and its first write rewrites it whole.
-void fill_record(row_cells cells, APCONFIG& node)
+void fill_record(const sql_row& cells, APCONFIG& node)
 {
     fill_info_basic(cells, node.info_basic);
     fill_reboot_and_alarm(cells, node);
@@ -168,13 +166,13 @@ void fill_record(row_cells cells, APCONFIG& node)
     cell_text(cells[BASIC_PRODUCT_NAME], node.product_name);
 }
 
-int load_apconfig_basic_callback(void*, int n_column, char** column_value, char**)
+int load_apconfig_basic_callback(void*, const sql_row& cells)
 {
+    const int n_column = cells.columns();
     if (n_column != AP_BASIC_TABLE_COL_LEN) {
         AC_ERR("n_column:%d,AP_BASIC_TABLE_COL_LEN:%d\n", n_column, AP_BASIC_TABLE_COL_LEN);
         return AC_RET_ERROR;
     }
-    const row_cells cells(column_value, BASIC_COLUMNS);
     UINT8 ethaddr[AC_MAC_LEN];
     if (ethaddr_aton(cells[BASIC_APMAC], ethaddr) == nullptr) return 0; // no AP can be meant; the other rows can
     if (apconfig_find(ethaddr) != nullptr) (void)apconfig_mib_node_del(ethaddr, 0);
@@ -190,7 +188,7 @@ int load_apconfig_basic_callback(void*, int n_column, char** column_value, char*
     return 0;
 }
 
-void fill_ssid(row_cells cells, CONFIG_WL_BASIC& wl)
+void fill_ssid(const sql_row& cells, CONFIG_WL_BASIC& wl)
 {
     wl = {};
     WPAPSK_AUTH& auth = wl.wlSecure.wpapsk_secure_mode;
@@ -206,7 +204,7 @@ void fill_ssid(row_cells cells, CONFIG_WL_BASIC& wl)
 }
 
 // The columns radio and ssid_en are not read: both follow from others.
-void fill_radio(row_cells cells, CONFIG_WL_RF& rf)
+void fill_radio(const sql_row& cells, CONFIG_WL_RF& rf)
 {
     rf = {};
     cell_number(cells[SSID_RF_BASIC_SETTING], rf.RF_basic_setting);
@@ -235,7 +233,7 @@ int list_length(const list_node* head)
 }
 
 // Takes a row into its record: the SSID, the radio whose main SSID it is, and the names of the policies.
-int take_ssid_row(row_cells cells, APCONFIG& ap, int ssid_id) AC_REQUIRES(g_apconfig_mutex)
+int take_ssid_row(const sql_row& cells, APCONFIG& ap, int ssid_id) AC_REQUIRES(g_apconfig_mutex)
 {
     CONFIG_WL_BASIC_LIST* wl = wlconfig_alloc();
     if (wl == nullptr) {
@@ -260,13 +258,13 @@ int take_ssid_row(row_cells cells, APCONFIG& ap, int ssid_id) AC_REQUIRES(g_apco
     return 0;
 }
 
-int load_apconfig_wl_basic_callback(void*, int n_column, char** column_value, char**)
+int load_apconfig_wl_basic_callback(void*, const sql_row& cells)
 {
+    const int n_column = cells.columns();
     if (n_column != AP_WL_SSID_TABLE_COL_LEN) {
         AC_ERR("n_column:%d,AP_WL_SSID_TABLE_COL_LEN:%d", n_column, AP_WL_SSID_TABLE_COL_LEN);
         return AC_RET_ERROR;
     }
-    const row_cells cells(column_value, SSID_COLUMNS);
     UINT8 ethaddr[AC_MAC_LEN] = {};
     const bool good_mac = ethaddr_aton(cells[SSID_APMAC], ethaddr) != nullptr;
     const ac_lock lock(g_apconfig_mutex);
@@ -296,7 +294,7 @@ int load_apconfig_basic()
     sql_text sql;
     sql.append("select * from %s", AP_BASIC_TABLE);
     sql_message message;
-    const int ret = sql_exec(db, sql, message, load_apconfig_basic_callback);
+    const int ret = sql_each_row(db, sql, message, load_apconfig_basic_callback, nullptr);
     if (ret != SQLITE_OK) {
         AC_ERR("load apconfig of basic error,Error code:%d,Reason:%s\n", ret, message.c_str());
         return AC_RET_ERROR;
@@ -311,7 +309,7 @@ int load_apconfig_wl_basic()
     sql_text sql;
     sql.append("select * from %s", AP_SSID_TABLE);
     sql_message message;
-    const int ret = sql_exec(db, sql, message, load_apconfig_wl_basic_callback);
+    const int ret = sql_each_row(db, sql, message, load_apconfig_wl_basic_callback, nullptr);
     if (ret != SQLITE_OK) {
         AC_ERR("load apconfig of wl basic error,Error code:%d,Reason:%s\n", ret, message.c_str());
         return AC_RET_ERROR;

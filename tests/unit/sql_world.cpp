@@ -7,11 +7,11 @@
 #include "platform/ac_platform.h"
 #include "sql_faults.h"
 
-static int collect_row(void* arg, int count, char** values, char**)
+static int collect_row(void* arg, const sql_row& cells)
 {
     std::vector<std::string> row;
-    for (int i = 0; i < count; i++)
-        row.emplace_back(values[i] != nullptr ? values[i] : "<null>");
+    for (int i = 0; i < cells.columns(); i++)
+        row.emplace_back(cells[i] != nullptr ? cells[i] : "<null>");
     static_cast<SqlRows*>(arg)->push_back(row);
     return 0;
 }
@@ -50,8 +50,10 @@ void SqlWorld::TearDown()
 SqlRows SqlWorld::rows(ac_db& file, const std::string& sql)
 {
     SqlRows result;
+    sql_text text;
+    text.append("%s", sql.c_str());
     sql_message message;
-    EXPECT_EQ(sql_exec(file, sql.c_str(), message, collect_row, &result), SQLITE_OK) << message.c_str();
+    EXPECT_EQ(sql_each_row(file, text, message, collect_row, &result), SQLITE_OK) << message.c_str();
     return result;
 }
 

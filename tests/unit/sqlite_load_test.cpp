@@ -565,3 +565,19 @@ TEST_F(SqlLoadWorld, a_load_after_an_update_gives_the_ap_a_false_address)
     load(0);
     EXPECT_EQ(memcmp(found(M1)->ip, &place, 4), 0);
 }
+
+TEST_F(SqlLoadWorld, what_the_flash_queue_wrote_is_what_the_next_start_loads)
+{
+    APCONFIG* ap = make_record(M1, 7, AP_LINK_UP, "5");
+    ap->sql_flag = 0;
+    sql_flash_queue_in(CONFIG_SQL_ADD_AP, 0, M1.data());
+    sql_flash_queue_out();
+    EXPECT_EQ(load(0), good_lines(1, 12));
+    ASSERT_NE(found(M1), nullptr);
+    EXPECT_EQ(text(found(M1)->AP_config_version), std::string("5\0", 2));
+    // As the daemon does next: the first note after a load writes the record whole.
+    sql_flash_queue_in(CONFIG_SQL_LED, 0, M1.data());
+    EXPECT_EQ(lines_of([] { sql_flash_queue_out(); }), "");
+    EXPECT_EQ(cell(db, "select count(*) from ap_basic"), "1");
+    EXPECT_EQ(cell(db, "select count(*) from ap_ssid"), "12");
+}
