@@ -13,6 +13,7 @@ namespace {
 constexpr micros seen_for = 60 * second; // sequence numbers come round again, so an old one is no duplicate
 constexpr std::size_t seen_max = 16;
 constexpr int upgrade_tries = 12;
+constexpr std::size_t discoveries_kept = 32;
 
 UINT32 crc_of(ByteView payload)
 {
@@ -80,11 +81,12 @@ std::string ApModel::mac_text() const
 void ApModel::enter(ApState state, micros due)
 {
     state_ = state;
+    if (state == ApState::discovering) unanswered_discoveries_.clear();
     due_ = due;
     tries_ = 0;
     misses_ = 0;
     for (Waiting& waiting : waiting_)
-        waiting.sent = never;
+        waiting = {};
 }
 
 void ApModel::power_on(micros at)
@@ -149,6 +151,9 @@ void ApModel::discover(micros now)
 {
     if (tries_ > 0) counters_.retransmissions++;
     tries_++;
+    unanswered_discoveries_.push_back(next_seq_);
+    if (unanswered_discoveries_.size() > discoveries_kept)
+        unanswered_discoveries_.erase(unanswered_discoveries_.begin());
     send_request(Exchange::discovery, HALDE_APDiscoveryReq, product_info(options_.kind), now);
     due_ = now + options_.timers.discovery;
 }
@@ -206,7 +211,11 @@ UINT16 ApModel::send_frame(UINT16 msg_type, UINT16 pkt_type, UINT16 seq, ByteVie
 
 void ApModel::send_request(Exchange exchange, UINT16 msg_type, ByteView payload, micros now)
 {
-    waiting_[index_of(exchange)] = {next_seq_, now}; // before the send: a link without delay answers inside it
+    Waiting& waiting = waiting_[index_of(exchange)]; // set before the send: a link without delay answers inside it
+    if (!waiting.any) waiting.first = next_seq_;
+    waiting.any = true;
+    waiting.seq = next_seq_;
+    waiting.sent = now;
     send_frame(msg_type, AC_PKT_NORMAL, next_seq_++, payload);
 }
 
@@ -216,11 +225,15 @@ void ApModel::answer(const CLOUD_AP_UDP_PKT& request, UINT8 result)
     send_frame(request.msg_type, request.pkt_type, request.seq_num, {&result, 1});
 }
 
-// An answer to an earlier try counts as an answer, but says nothing of the time taken.
+// An answer to an earlier try counts as an answer, but says nothing of the time taken. One from before the present
+// state doesn't: a late acceptance of the last join would make the AP run while the controller still waits for its
+// report.
 bool ApModel::take_answer(Exchange exchange, UINT16 seq, micros now)
 {
     Waiting& waiting = waiting_[index_of(exchange)];
-    if (waiting.sent == never) {
+    const bool of_this_state =
+        static_cast<UINT16>(seq - waiting.first) <= static_cast<UINT16>(waiting.seq - waiting.first);
+    if (waiting.sent == never || !of_this_state) {
         counters_.stale_in++;
         return false;
     }
@@ -299,7 +312,14 @@ void ApModel::dispatch(const CLOUD_AP_UDP_PKT& head, ByteView payload, micros no
 
 void ApModel::on_discovery_reply(const CLOUD_AP_UDP_PKT& head, micros now)
 {
-    if (!take_answer(Exchange::discovery, head.seq_num, now)) return;
+    const bool first_answer = std::erase(unanswered_discoveries_, head.seq_num) != 0;
+    if (state_ == ApState::running && first_answer) {
+        // A busy controller came to a repeated request after the join that the first one began: it has started over,
+        // and waits for the report. A second copy of an answer says no such thing.
+        counters_.join_restarted++;
+    } else if (!take_answer(Exchange::discovery, head.seq_num, now)) {
+        return;
+    }
     enter(ApState::configuring, now);
     request_config(now);
 }

@@ -53,10 +53,11 @@ struct ApOptions {
 
 // What has happened to an AP since it was made.
 struct ApCounters {
-    UINT32 joins = 0;     // times it came to run
-    UINT32 lost = 0;      // times it ran and had to join again, neither told to nor made to
-    UINT32 link_down = 0; // forced link-down replies obeyed
-    UINT32 reboots = 0;   // by restart, restore, upgrade or fault
+    UINT32 joins = 0;          // times it came to run
+    UINT32 lost = 0;           // times it ran and had to join again, neither told to nor made to
+    UINT32 join_restarted = 0; // a repeat of its discovery was answered when it already ran, so it reported again
+    UINT32 link_down = 0;      // forced link-down replies obeyed
+    UINT32 reboots = 0;        // by restart, restore, upgrade or fault
     UINT32 restores = 0;
     UINT32 config_taken = 0;    // stored configurations taken over
     UINT32 config_refused = 0;  // reports that the controller refused
@@ -103,9 +104,11 @@ public:
     std::string mac_text() const;
 
 private:
-    struct Waiting { // a request of ours under way
-        UINT16 seq = 0;
-        micros sent = never; // never: none
+    struct Waiting {         // a request of ours under way, with its repeats
+        UINT16 first = 0;    // number of the first one sent in the present state
+        UINT16 seq = 0;      // of the last
+        bool any = false;    // one has been sent in the present state
+        micros sent = never; // the last; never: none unanswered
     };
     struct Seen { // a request of the controller's, answered
         UINT16 msg_type, seq;
@@ -148,8 +151,9 @@ private:
     micros joined_at_ = never;
     UINT16 next_seq_ = 0;
     Waiting waiting_[exchange_count];
-    int tries_ = 0;  // requests sent in the present state
-    int misses_ = 0; // echoes unanswered in a row
+    std::vector<UINT16> unanswered_discoveries_; // numbers of this join's, running or not
+    int tries_ = 0;                              // requests sent in the present state
+    int misses_ = 0;                             // echoes unanswered in a row
     bool reboot_after_leave_ = false;
     UINT8 upgrade_stage_ = 0; // result of the next HALDE_APUpgradeResultAck: 0 received, 2 finished
     UINT16 upgrade_seq_ = 0;

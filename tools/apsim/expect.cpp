@@ -41,6 +41,7 @@ void add_fleet(Measures& m, const FleetStats& stats)
                              : static_cast<double>(stats.joined_within) / static_cast<double>(second);
     m["joins"] = stats.sum.joins;
     m["lost"] = stats.sum.lost;
+    m["join-restarted"] = stats.sum.join_restarted;
     m["link-down"] = stats.sum.link_down;
     m["reboots"] = stats.sum.reboots;
     m["restores"] = stats.sum.restores;

@@ -44,6 +44,7 @@ void add(ApCounters& sum, const ApCounters& one)
 {
     sum.joins += one.joins;
     sum.lost += one.lost;
+    sum.join_restarted += one.join_restarted;
     sum.link_down += one.link_down;
     sum.reboots += one.reboots;
     sum.restores += one.restores;

@@ -189,6 +189,41 @@ TEST_F(ApTest, three_unanswered_configuration_requests_lead_back_to_discovery)
     EXPECT_EQ(sink.sent[0][18], 2);
 }
 
+TEST_F(ApTest, a_late_acceptance_of_an_earlier_join_is_not_taken_for_this_one)
+{
+    advance(0);
+    hear(reply(0, 3)); // reports 1, 2 and 3 follow
+    advance(15 * second);
+    ASSERT_EQ(model->state(), ApState::discovering);
+    hear(reply(4, 3));
+    ASSERT_EQ(model->state(), ApState::configuring);
+    hear(reply(3, 8, {0}));
+    EXPECT_EQ(model->state(), ApState::configuring);
+    hear(reply(5, 8, {0}));
+    EXPECT_EQ(model->state(), ApState::running);
+}
+
+TEST_F(ApTest, an_answer_to_a_repeated_discovery_makes_a_running_ap_report_again_once)
+{
+    advance(5 * second); // discoveries 0 and 1
+    hear(reply(0, 3));
+    hear(reply(2, 8, {0}));
+    ASSERT_EQ(model->state(), ApState::running);
+    sink.sent.clear();
+    hear(reply(0, 3)); // a second copy
+    EXPECT_EQ(model->state(), ApState::running);
+    hear(reply(1, 3));
+    EXPECT_EQ(model->state(), ApState::configuring);
+    ASSERT_EQ(sink.sent.size(), 1u);
+    EXPECT_EQ(sink.sent[0][18], 8);
+    hear(reply(3, 8, {0}));
+    EXPECT_EQ(model->state(), ApState::running);
+    EXPECT_EQ(model->counters().join_restarted, 1u);
+    EXPECT_EQ(model->counters().lost, 0u);
+    hear(reply(1, 3));
+    EXPECT_EQ(model->state(), ApState::running);
+}
+
 TEST_F(ApTest, a_refused_report_is_sent_again)
 {
     advance(0);
