@@ -521,6 +521,23 @@ void discover_over_loopback()
     }
 }
 
+int receive_buffer_of(int fd)
+{
+    int length = 0;
+    socklen_t size = sizeof length;
+    return getsockopt(fd, SOL_SOCKET, SO_RCVBUF, &length, &size) == 0 ? length : -1;
+}
+
+// What the machine makes of that wish: it may double it and has a limit.
+int receive_buffer_after(int wished)
+{
+    const int fd = socket(AF_INET, SOCK_DGRAM, 0);
+    setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &wished, sizeof wished);
+    const int length = receive_buffer_of(fd);
+    close(fd);
+    return length;
+}
+
 } // namespace
 
 TEST_F(Reception, the_receiving_thread_raises_its_buffer_notes_itself_and_receives)
@@ -529,15 +546,15 @@ TEST_F(Reception, the_receiving_thread_raises_its_buffer_notes_itself_and_receiv
     const UINT8 lan[4] = {127, 0, 0, 1};
     memcpy(g_ac_ip, lan, sizeof lan);
     const ChildOutcome child = in_child([this] {
-        std::thread other([this] {
+        std::thread other([this, receiver = pthread_self()] {
             discover_over_loopback();
             EXPECT_EQ(discovery_count(), 1);
             EXPECT_EQ(g_ac_pthread[PTHREAD_RUNNING].pid, getpid());
-            EXPECT_NE(pthread_equal(g_ac_pthread[PTHREAD_RUNNING].tid, pthread_self()), 1);
-            int length = 0;
-            socklen_t size = sizeof length;
-            EXPECT_EQ(getsockopt(ac_load(gacwtp), SOL_SOCKET, SO_RCVBUF, &length, &size), 0);
-            printf("now %d\n%s", length, read_file("/etc/ac_conf").c_str());
+            EXPECT_NE(pthread_equal(g_ac_pthread[PTHREAD_RUNNING].tid, receiver), 0);
+            EXPECT_EQ(g_ac_pthread[PTHREAD_RUNNING].mempool, nullptr);
+            EXPECT_EQ(g_ac_pthread[PTHREAD_RUNNING].mempool_1, nullptr);
+            EXPECT_EQ(receive_buffer_of(ac_load(gacwtp)), receive_buffer_after(700000));
+            printf("now %d\n%s", receive_buffer_of(ac_load(gacwtp)), read_file("/etc/ac_conf").c_str());
             fflush(stdout);
             _exit(HasFailure() ? 1 : 0);
         });
