@@ -1,5 +1,7 @@
 // The life of an AP from first contact to running and back: every transition, driven by frames and ticks.
 #include <atomic>
+#include <cerrno>
+#include <functional>
 #include <thread>
 
 #include "ac_mib/ac_product.h"
@@ -625,6 +627,73 @@ TEST_F(RunningAp, an_ap_that_restarts_in_the_middle_of_an_upgrade_is_torn_down_a
     EXPECT_EQ(online(), 1);
 }
 
+// --- what stands when the reply goes out -----------------------------------------------------------------------------
+
+namespace {
+
+std::function<void()> g_at_send;
+
+long look_at_send(std::span<const UINT8> datagram, const struct sockaddr_in*)
+{
+    g_at_send();
+    return static_cast<long>(datagram.size());
+}
+
+} // namespace
+
+// A configuration may arrive before this thread goes on: its search for the entry has to wait until that stands.
+TEST_F(TestWorld, the_reply_to_a_new_ap_goes_out_under_the_lock_of_its_insertion)
+{
+    int other_thread_gets = 0;
+    g_at_send = [&other_thread_gets] {
+        std::thread([&other_thread_gets] {
+            other_thread_gets = pthread_mutex_trylock(&g_apjioned_mutex.m);
+            if (other_thread_gets == 0) pthread_mutex_unlock(&g_apjioned_mutex.m);
+        }).join();
+    };
+    ac_net_capture(look_at_send);
+    JoiningAp ap(7);
+    (void)output_of([&] { ap.discover(); });
+    EXPECT_EQ(other_thread_gets, EBUSY);
+    EXPECT_TRUE(ap.joined());
+}
+
+TEST_F(RunningAp, an_ap_that_restarts_is_torn_down_before_it_is_answered)
+{
+    for (const int state : {AC_RUNNING, AC_UPGRADE}) {
+        (void)output_of([&] {
+            ap.join();
+            take_items();
+            update_wtp_jioned_list_status(ap.mac.data(), state, UPDATE_CURRENT_STATUS);
+        });
+        ASSERT_EQ(online(), 1);
+        int looks = 0;
+        g_at_send = [&] {
+            looks++;
+            EXPECT_EQ(online(), 0);
+            EXPECT_EQ(alarms(ap.mac), (Kinds{HALDE_ALARM_AP_STATUS_LINK_DOWN}));
+            ac_lock lock(g_echo_timer_mutex);
+            EXPECT_EQ(echo_callout_list, nullptr); // the old entry is gone and the new one not yet made
+        };
+        ac_net_capture(look_at_send);
+        (void)output_of([&] { ap.discover(); });
+        EXPECT_EQ(looks, 1);
+        g_at_send = [] {};
+    }
+}
+
+TEST_F(TestWorld, a_repeated_discovery_is_answered_before_it_is_counted)
+{
+    JoiningAp ap(7);
+    (void)output_of([&] { ap.discover(); });
+    int seen = 0;
+    g_at_send = [&] { seen = ap.entry().discover_num; };
+    ac_net_capture(look_at_send);
+    (void)output_of([&] { ap.discover(); });
+    EXPECT_EQ(seen, 1);
+    EXPECT_EQ(ap.entry().discover_num, 2);
+}
+
 // --- a full list -----------------------------------------------------------------------------------------------------
 
 TEST_F(TestWorld, a_513th_ap_is_answered_every_time_and_never_joined)
@@ -755,7 +824,7 @@ TEST_F(TestWorld, frames_ticks_and_deletions_at_once_leave_every_ap_in_a_state_o
 // An entry that has never run has no echo timer of its own: a count above 0 in it came from the entry before.
 TEST_F(TestWorld, no_echo_timer_of_a_deleted_entry_strikes_the_ap_that_rejoins_in_its_slot)
 {
-    constexpr int ROUNDS = 20000;
+    constexpr int ROUNDS = 10000;
     std::atomic<int> struck{0};
     (void)output_of([&] {
         std::atomic<bool> stop{false};
