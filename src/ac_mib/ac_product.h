@@ -1,9 +1,8 @@
 // ac_product - the product table: what the controller knows of each type of AP.
 //
 // Shape    200 rows, indexed by ap_type; a row whose ap_type is 0 is empty. 67 rows are built in, rows 69 to 199 are
-// learnt
-//          from APs and come back from the database at the next start. A filled row is never overwritten while threads
-//          run.
+//          learnt from APs and come back from the database at the next start. A filled row is never overwritten while
+//          threads run.
 // Threads  the discovery thread fills rows, ap_type last (release). Others read through acwtp_product_obtain and the
 //          get_ functions, which see a row whole or empty. The two ..._using fields belong to the firmware upgrade.
 #pragma once
@@ -28,7 +27,7 @@ typedef struct product_ap PRODUCT_AP;
 
 extern PRODUCT_AP g_ap_product[AC_PRODUCT_NUM];
 
-// A copy of a filled row; zeros and false for an empty row or a type of 200 or more.
+// A copy of a filled row, its ..._using fields left 0; zeros and false for an empty row or a type of 200 or more.
 bool acwtp_product_obtain(UINT16 ap_type, PRODUCT_AP* row);
 
 // Fills an empty row from *values (image_name is formed here, flag_old_crc taken as given) and marks it filled.

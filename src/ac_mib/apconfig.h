@@ -4,8 +4,7 @@
 // Owner    the table owns its records and their nodes. A finder hands out a plain pointer to the live record. A deleted
 //          record is retired (common/ac_alloc.h): the pointer stays valid for the caller's ac_reader section.
 // Threads  any. g_apconfig_mutex guards the chains and the content of every record. The finders take it themselves, so
-// no
-//          caller holds it around them; code that holds it uses the _locked forms. Fields fixed before a record is
+//          no caller holds it around them; code that holds it uses the _locked forms. Fields fixed before a record is
 //          linked (ethaddr, ap_type, proto_vendor, product_*) may be read without it. `status` is read without it
 //          through ac_load and written under it with ac_store. All else is read and written under it. Only the dispatch
 //          thread writes `ip` and `port` of a linked record, so it reads them back without the lock.
@@ -119,8 +118,8 @@ APCONFIG* apconfig_hnode_find_by_bssid(const void* ethaddr) AC_EXCLUDES(g_apconf
 // 1 if `b` is one of the up to `ssid_num` BSSIDs above the AP's own address `a`, without carry; else 0.
 int ether_addr_match(const UINT8* a, const UINT8* b, int ssid_num);
 
-// First node of that radio (bit 0 of RF_basic_setting), or SSID; null where there is none. No lock: the caller holds
-// it.
+// First node of that radio (bit 0 of RF_basic_setting), or SSID; null where there is none. Takes no lock: the caller
+// holds it.
 CONFIG_WL_RF_LIST* apconfig_find_rf_node(list_node* head, UINT8 radio);
 CONFIG_WL_BASIC_LIST* apconfig_find_wlbasic_node(list_node* head, UINT8 ssid_id);
 

@@ -3,7 +3,6 @@
 #include "ac_mib/ac_product.h"
 #include "ac_sql/sqlite_db.h"
 #include "ac_sql/sqlite_schema.h"
-#include "common/ac_atomic.h"
 #include "common/ac_err.h"
 #include "common/ac_text.h"
 
@@ -41,9 +40,7 @@ int load_ap_product_callback(void*, int n_column, char** column_value, char**)
     row.rf_num = static_cast<UINT8>(sql_cell_int(cells[PRODUCT_RF]));
     row.flag_old_crc = static_cast<UINT8>(sql_cell_int(cells[PRODUCT_OLD_CRC]));
     row.ap_type = static_cast<UINT16>(ap_type);
-    // The stored row rules, also over a built-in one: emptied first, since only an empty row can be filled.
-    ac_store(g_ap_product[ap_type].ap_type, UINT16{0});
-    (void)acwtp_product_fill(&row); // the type was checked above
+    (void)acwtp_product_load(&row); // the stored row rules, also over a built-in one; the type was checked above
     return 0;
 }
 

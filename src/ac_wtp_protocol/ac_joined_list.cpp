@@ -27,6 +27,9 @@ static const char TAG_FILE[] = "/var/tag.cfg";
 static constexpr std::uint64_t KEY_IN_USE = std::uint64_t{1} << 63;
 static std::uint64_t g_slot_key[ACWTP_JOIN_USED] AC_GUARDED_BY(g_apjioned_mutex);
 
+// Joins that each slot has seen: tells an AP that has rejoined in its old slot from the join before.
+static UINT32 g_slot_joins[ACWTP_JOIN_USED] AC_GUARDED_BY(g_apjioned_mutex);
+
 static std::uint64_t key_of(const void* mac)
 {
     std::uint64_t key = 0;
@@ -39,18 +42,14 @@ static void slot_key_renew(const ACWTP_JOIN_LIST* slot) AC_REQUIRES(g_apjioned_m
     g_slot_key[slot - g_online_list->online_list] = slot->ap_status == 1 ? key_of(slot->ap_mac) : 0;
 }
 
-static void slot_clear(ACWTP_JOIN_LIST* slot) AC_REQUIRES(g_apjioned_mutex)
-{
-    memset(slot, 0, sizeof *slot);
-    slot_key_renew(slot);
-}
-
-// With its timers, or they would strike whoever takes the slot next.
+// With its timers, or they would strike whoever takes the slot next. A slot that has timed out has none left as a rule;
+// a time of day that was set back in between may have kept one.
 static void slot_release(ACWTP_JOIN_LIST* slot) AC_REQUIRES(g_apjioned_mutex)
 {
     acwtp_echo_untimeout(echo_timeout, &slot->timeout_num);
     acwtp_echo_untimeout(config_timeout, &slot->config_timeout);
-    slot_clear(slot);
+    memset(slot, 0, sizeof *slot);
+    slot_key_renew(slot);
 }
 
 void acwtp_joined_htable_init()
@@ -140,6 +139,7 @@ int insert_to_wtp_listinfo_locked(const ACWTP_JOIN_LIST* entry)
     slot->config_timeout = 0;
     slot->discover_num = 1;
     slot_key_renew(slot);
+    g_slot_joins[slot - g_online_list->online_list]++;
     acwtp_echo_timeout(config_timeout, &slot->config_timeout, ACWTP_CONFIG_SECONDS, 0);
     return AC_RET_OK;
 }
@@ -226,13 +226,21 @@ int update_wtp_jioned_list_status(const UINT8* mac, int value, int flag)
     return AC_RET_OK;
 }
 
-void acwtp_joined_to_running(const UINT8* mac)
+// State and timer change in one hold: an echo timer must never be armed for whoever has taken the slot meanwhile.
+static bool set_running(const UINT8* mac)
 {
-    (void)update_wtp_jioned_list_status(mac, AC_RUNNING, UPDATE_CURRENT_STATUS); // an entry that is gone: printed there
-    ac_add(wtp_online_num_count, 1);
     ac_lock lock(g_apjioned_mutex);
     ACWTP_JOIN_LIST* slot = acwtp_joined_node_find_locked(mac);
-    if (slot != nullptr) acwtp_echo_timeout(echo_timeout, &slot->timeout_num, g_echo_interval, 0);
+    if (slot == nullptr) return false;
+    slot->current_status = AC_RUNNING;
+    acwtp_echo_timeout(echo_timeout, &slot->timeout_num, g_echo_interval, 0);
+    return true;
+}
+
+void acwtp_joined_to_running(const UINT8* mac)
+{
+    if (!set_running(mac)) AC_ERR("this ap is not exist\n");
+    ac_add(wtp_online_num_count, 1);
 }
 
 void echo_timeout(void* arg)
@@ -255,50 +263,55 @@ void config_timeout(void* arg)
 
 enum scan_verdict { SCAN_FINE, SCAN_ECHO_TIME_OUT, SCAN_CONFIG_TIME_OUT };
 
-// Looks at a slot; on a time-out `entry` is a copy. An AP that is being upgraded can't be expected to echo.
-static scan_verdict scan_slot(int i, ACWTP_JOIN_LIST* entry)
+struct timed_out {
+    ACWTP_JOIN_LIST entry; // a copy
+    UINT32 joins;          // of its slot at that time
+};
+
+// Looks at a slot; on a time-out `found` is filled. An AP that is being upgraded can't be expected to echo.
+static scan_verdict scan_slot(int i, timed_out* found)
 {
     ac_lock lock(g_apjioned_mutex);
     ACWTP_JOIN_LIST* slot = &g_online_list->online_list[i];
     if (slot->ap_status == 0) return SCAN_FINE;
     if (slot->current_status == AC_UPGRADE) slot->timeout_num = 0;
-    *entry = *slot;
+    *found = {*slot, g_slot_joins[i]};
     if (slot->timeout_num >= ACWTP_ECHO_LIMIT) return SCAN_ECHO_TIME_OUT;
     if (slot->current_status != AC_CONFIG_UPGRADE || slot->config_timeout == 0) return SCAN_FINE;
-    slot_clear(slot); // at once: a configuration that comes now finds no entry and rejoins
+    slot_release(slot); // at once: a configuration that comes now finds no entry and rejoins
     return SCAN_CONFIG_TIME_OUT;
 }
 
-// The actions ran without the lock: the AP may have rejoined in this very slot meanwhile.
-static void clear_timed_out_slot(int i, const ACWTP_JOIN_LIST* entry)
+// The actions ran without the lock: the AP may have rejoined in this very slot meanwhile. An echo that came meanwhile
+// saves nothing: the AP is shown as down by now and has to rejoin.
+static void clear_timed_out_slot(int i, UINT32 joins)
 {
     ac_lock lock(g_apjioned_mutex);
-    ACWTP_JOIN_LIST* slot = &g_online_list->online_list[i];
-    if (slot->ap_status == 0 || compare_ether_addr(slot->ap_mac, entry->ap_mac) != 0) return;
-    if (slot->current_status != entry->current_status || slot->timeout_num < ACWTP_ECHO_LIMIT) return;
-    slot_clear(slot);
+    if (g_slot_joins[i] == joins) slot_release(&g_online_list->online_list[i]);
 }
 
-static void drop_silent_ap(int i, const ACWTP_JOIN_LIST* entry)
+static void drop_silent_ap(int i, const timed_out* found)
 {
-    AC_ERR("ip:[%u.%u.%u.%u] echo time out\n", AC_IP_ARGS(entry->ap_ip));
-    if (entry->current_status != AC_CONFIG_UPGRADE) {
-        (void)apconfig_mib_update_byte(SET_AP_STATUS_REQ, entry->ap_mac, AP_LINK_DOWN); // printed there
+    const UINT8* mac = found->entry.ap_mac;
+    AC_ERR("ip:[%u.%u.%u.%u] echo time out\n", AC_IP_ARGS(found->entry.ap_ip));
+    if (found->entry.current_status != AC_CONFIG_UPGRADE) {
+        (void)apconfig_mib_update_byte(SET_AP_STATUS_REQ, mac, AP_LINK_DOWN); // printed there
         ac_add(wtp_online_num_count, -1);
-        trigger_assem_logs(HALDE_ALARM_ECHO_FAILED, entry->ap_mac);
-        turn_online_client_down(entry->ap_mac, 1);
+        trigger_assem_logs(HALDE_ALARM_ECHO_FAILED, mac);
+        turn_online_client_down(mac, 1);
     }
-    clear_timed_out_slot(i, entry);
+    clear_timed_out_slot(i, found->joins);
 }
 
 // The AP is told nothing: it learns its fate from the forced link-down reply to its next frame.
 void check_joined_list_status()
 {
     for (int i = 0; i < ACWTP_JOIN_USED; i++) {
-        ACWTP_JOIN_LIST entry;
-        const scan_verdict verdict = scan_slot(i, &entry);
-        if (verdict == SCAN_ECHO_TIME_OUT) drop_silent_ap(i, &entry);
-        if (verdict == SCAN_CONFIG_TIME_OUT) AC_ERR("ip:[%u.%u.%u.%u] config time out\n", AC_IP_ARGS(entry.ap_ip));
+        timed_out found;
+        const scan_verdict verdict = scan_slot(i, &found);
+        if (verdict == SCAN_ECHO_TIME_OUT) drop_silent_ap(i, &found);
+        if (verdict == SCAN_CONFIG_TIME_OUT)
+            AC_ERR("ip:[%u.%u.%u.%u] config time out\n", AC_IP_ARGS(found.entry.ap_ip));
     }
 }
 
@@ -307,7 +320,7 @@ void acwtp_join_list_del_all()
     ac_lock lock(g_apjioned_mutex);
     if (g_online_list == nullptr) return;
     for (int i = 0; i < ACWTP_JOIN_USED; i++)
-        if (g_online_list->online_list[i].ap_status != 0) slot_release(&g_online_list->online_list[i]);
+        slot_release(&g_online_list->online_list[i]); // free ones too: UPDATE_STATUS frees a slot and leaves the rest
 }
 
 int acwtp_join_list_print()

@@ -195,18 +195,22 @@ AC_RET manage_aptime_req(const UINT8* ethaddr, const UINT8* ip, UINT16 port, con
 int manage_broadcast_pkt_to_ap(int type)
 {
     const CONFIG_TIME now = time_and_zone();
-    if (type != SET_AC_LAN_IP_REQ && type != SET_AP_TIME_REQ) return AC_RET_ERROR;
-    alignas(CLOUD_AP_UDP_PKT) UINT8 buffer[AC_FRAME_HEAD + sizeof now + 2] = {};
+    alignas(CLOUD_AP_UDP_PKT) UINT8 buffer[AC_FRAME_HEAD + sizeof now] = {};
     auto* frame = reinterpret_cast<CLOUD_AP_UDP_PKT*>(buffer);
     frame->vendor = AC_VENDOR;
     frame->seq_num = get_seq_num();
     frame->pkt_type = AC_PKT_NORMAL;
-    if (type == SET_AC_LAN_IP_REQ) {
+    switch (type) {
+    case SET_AC_LAN_IP_REQ:
         frame->msg_type = HALDE_ACIpChangeReq;
-    } else {
+        break;
+    case SET_AP_TIME_REQ:
         frame->msg_type = HALDE_APTimeSyncReq;
         frame->msg_length = sizeof now.time; // the zone stands behind it and is not counted
         memcpy(frame->msg_data(), &now, sizeof now);
+        break;
+    default:
+        return AC_RET_ERROR;
     }
     return send_pkt_to_all_ap(frame);
 }

@@ -11,9 +11,9 @@
 #include <cstring>
 
 #include "ac_wtp_protocol/acwtp_thread.h"
+#include "ac_wtp_protocol/udp_skb_queue.h"
 #include "common/ac_atomic.h"
 #include "common/ac_err.h"
-#include "common/ac_text.h"
 #include "platform/ac_net.h"
 #include "platform/ac_platform.h"
 
@@ -49,7 +49,7 @@ static struct sockaddr_in address_of(const UINT8* ip, UINT16 port)
     struct sockaddr_in address = {};
     address.sin_family = AF_INET;
     address.sin_port = htons(port);
-    address.sin_addr.s_addr = inet_addr(ac_ip_text(ip).c_str());
+    memcpy(&address.sin_addr, ip, sizeof address.sin_addr); // dotted order is network order
     return address;
 }
 
@@ -71,6 +71,11 @@ int init_socket_layer3(int* fd)
     return 1;
 }
 
+static std::span<const UINT8> datagram_of(const CLOUD_AP_UDP_PKT* pkt)
+{
+    return {reinterpret_cast<const UINT8*>(pkt), pkt->msg_length + AC_FRAME_HEAD};
+}
+
 AC_RET send_layer3_udp_data(const UINT8* ip, UINT16 port, const CLOUD_AP_UDP_PKT* pkt)
 {
     if (pkt == nullptr) {
@@ -78,11 +83,23 @@ AC_RET send_layer3_udp_data(const UINT8* ip, UINT16 port, const CLOUD_AP_UDP_PKT
         return AC_RET_NULL_POINTER;
     }
     const struct sockaddr_in to = address_of(ip, port);
-    const std::span<const UINT8> datagram(reinterpret_cast<const UINT8*>(pkt), pkt->msg_length + AC_FRAME_HEAD);
-    if (ac_net_send(ac_load(gacwtp), datagram, &to) == -1) {
+    if (ac_net_send(ac_load(gacwtp), datagram_of(pkt), &to) == -1) {
         perror("sendto");
         AC_ERR("msg send error.\n");
         return AC_RET_ERROR;
+    }
+    return AC_RET_OK;
+}
+
+int send_layer3_udp_portal_data(const CLOUD_AP_UDP_PKT* pkt, const AC_UDP_SKB_INFO* udp_node)
+{
+    if (pkt == nullptr || udp_node == nullptr) {
+        AC_ERR("error.\n");
+        return AC_RET_NULL_POINTER;
+    }
+    const struct sockaddr_in to = udp_node->portal_addr;
+    while (ac_net_send(ac_load(gacwtp), datagram_of(pkt), &to) == -1) {
+        // On purpose without bound or pause: a client stands in front of its page until this answer is out.
     }
     return AC_RET_OK;
 }

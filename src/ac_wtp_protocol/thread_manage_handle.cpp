@@ -60,6 +60,18 @@ static bool header_is_ours(const CLOUD_AP_UDP_PKT* pkt)
     return true;
 }
 
+static bool is_joined(const UINT8* mac)
+{
+    return acwtp_joined_node_find(mac, acwtp_joined_hash_func(mac)) != nullptr;
+}
+
+// A flood of strangers must not crowd out the echoes of joined APs: in a full queue one of theirs makes room. Nobody is
+// looked up while there is room for all.
+static void make_room_for_joined(const CLOUD_AP_UDP_PKT* pkt)
+{
+    if (udp_skb_waiting() > AC_SKB_QUEUE_MAX && is_joined(pkt->ap_mac)) (void)udp_skb_drop_stranger(is_joined);
+}
+
 // A full queue loses the frame without a word; its consumer is woken all the same.
 static void queue_by_kind(const CLOUD_AP_UDP_PKT* pkt, const struct sockaddr_in* from)
 {
@@ -70,6 +82,7 @@ static void queue_by_kind(const CLOUD_AP_UDP_PKT* pkt, const struct sockaddr_in*
         (void)udp_discvr_skb_queue_in(ip, port, from, pkt);
         trim_sig(&udp_discvr_sem_sig);
     } else {
+        make_room_for_joined(pkt);
         (void)udp_skb_queue_in(ip, port, from, pkt);
         trim_sig(&udp_sem_sig);
     }

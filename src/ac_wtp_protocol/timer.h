@@ -1,12 +1,10 @@
 // timer - the daemon's timers and its one clock thread.
 //
 // Shape    echo_callout_list: singly linked, sorted by due time, a new timer behind those due at the same moment.
-// Timers
-//          are looked at once per tick of 10 seconds, so each may run up to 10 seconds late.
+//          Timers are looked at once per tick of 10 seconds, so each may run up to 10 seconds late.
 // Threads  any may arm and cancel; only the clock thread runs them, with no lock held.
-// Cancel   a timer that is running while it is cancelled does nothing more: its function asks echo_timer_cancelled,
-// under the
-//          lock that its canceller holds, before it has any effect.
+// Cancel   a timer that is running while it is cancelled does nothing more: its function asks echo_timer_cancelled
+//          before it has any effect, under the lock that its canceller holds.
 #pragma once
 
 #include <sys/time.h>

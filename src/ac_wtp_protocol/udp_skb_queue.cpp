@@ -2,6 +2,7 @@
 
 #include <zlib.h>
 
+#include <array>
 #include <cstdio>
 #include <cstring>
 
@@ -125,6 +126,16 @@ static void release_to_small(AC_UDP_SKB_INFO* frame) AC_REQUIRES(g_udp_skb_mutex
     CWPool_free(small_pool(), frame);
 }
 
+static void release_frame(AC_UDP_SKB_INFO* frame) AC_REQUIRES(g_udp_skb_mutex)
+{
+    list_del(&frame->list);
+    udp_data_num_in_queue--;
+    if (frame->toltal_len < AC_SKB_SMALL + 1)
+        release_to_small(frame);
+    else
+        CWPool_free(large_pool(), frame);
+}
+
 // A block whose report was bad joins the small pool, although it came from the large one: the large pool loses it.
 static void drop_bad_report(AC_UDP_SKB_INFO* frame)
 {
@@ -179,6 +190,58 @@ void trim_sig(sem_t* sem)
     sem_post(sem);
 }
 
+int udp_skb_waiting()
+{
+    ac_lock lock(g_udp_skb_mutex);
+    return udp_data_num_in_queue;
+}
+
+static constexpr std::size_t STRANGER_SEARCH =
+    16; // frames looked at from the tail; in a flood the first is a stranger's
+
+struct waiting_frame {
+    AC_UDP_SKB_INFO* frame;
+    UINT8 mac[AC_MAC_LEN];
+};
+
+// The last frames of the queue, newest first, without the one at the head, which is being handled.
+static std::size_t look_at_tail(std::array<waiting_frame, STRANGER_SEARCH>& tail)
+{
+    ac_lock lock(g_udp_skb_mutex);
+    std::size_t count = 0;
+    for (list_node* link = g_udp_skb_queue.prev; link != g_udp_skb_queue.next && count < tail.size();
+         link = link->prev) {
+        tail[count].frame = list_entry(link, AC_UDP_SKB_INFO, list);
+        memcpy(tail[count].mac, tail[count].frame->udp_pkt()->ap_mac, AC_MAC_LEN);
+        count++;
+    }
+    return count;
+}
+
+// The frame may have been handled since it was looked at, so it is searched for again before it is touched.
+static bool drop_waiting(const AC_UDP_SKB_INFO* victim)
+{
+    ac_lock lock(g_udp_skb_mutex);
+    std::size_t looked = 0;
+    for (list_node* link = g_udp_skb_queue.prev; link != g_udp_skb_queue.next && looked < STRANGER_SEARCH;
+         link = link->prev, looked++) {
+        AC_UDP_SKB_INFO* frame = list_entry(link, AC_UDP_SKB_INFO, list);
+        if (frame != victim) continue;
+        release_frame(frame);
+        return true;
+    }
+    return false;
+}
+
+bool udp_skb_drop_stranger(bool (*is_known)(const UINT8* mac))
+{
+    std::array<waiting_frame, STRANGER_SEARCH> tail;
+    const std::size_t count = look_at_tail(tail);
+    for (std::size_t i = 0; i < count; i++)
+        if (!is_known(tail[i].mac)) return drop_waiting(tail[i].frame);
+    return false;
+}
+
 AC_UDP_SKB_INFO* udp_skb_first()
 {
     ac_lock lock(g_udp_skb_mutex);
@@ -188,12 +251,7 @@ AC_UDP_SKB_INFO* udp_skb_first()
 void udp_skb_done(AC_UDP_SKB_INFO* frame)
 {
     ac_lock lock(g_udp_skb_mutex);
-    list_del(&frame->list);
-    udp_data_num_in_queue--;
-    if (frame->toltal_len < AC_SKB_SMALL + 1)
-        release_to_small(frame);
-    else
-        CWPool_free(large_pool(), frame);
+    release_frame(frame);
 }
 
 AC_UDP_SKB_INFO* udp_discvr_skb_first()

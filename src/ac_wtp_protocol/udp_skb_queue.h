@@ -2,9 +2,9 @@
 //
 // Shape    two queues of AC_UDP_SKB_INFO records with the frame right behind each: g_udp_skb_queue for everything but
 //          discovery, g_discvr_udp_skb_queue for that. At most 1501 frames each; one more is lost without a word.
-// Sizes    what the protocol sees counts 36 bytes for the record in front of a frame, as a 32-bit machine has it; where
-// the
-//          record is larger, the blocks are larger by the difference, and toltal_len and its thresholds stay.
+// Sizes    what the protocol sees counts 36 bytes for the record in front of a frame, as a 32-bit machine has it; on a
+//          machine where the record is larger, the blocks are larger by the difference, and toltal_len and its
+//          thresholds stay.
 // Threads  one producer, the receiving thread; one consumer each. The queue's mutex guards list, count and pools.
 #pragma once
 
@@ -65,6 +65,12 @@ AC_RET udp_discvr_skb_queue_in(const UINT8* ip, UINT16 port, const struct sockad
                                const CLOUD_AP_UDP_PKT* pkt);
 
 void trim_sig(sem_t* sem); // sem_post
+
+int udp_skb_waiting(); // frames in the running queue
+
+// Loses one of the last frames in the running queue whose sender is not known; never the one that is being handled.
+// false if there is none. The receiving thread alone; `is_known` is called without the queue's lock.
+bool udp_skb_drop_stranger(bool (*is_known)(const UINT8* mac));
 
 // The consumer's side: the first frame, still linked, or null; and its end, which gives the block back.
 AC_UDP_SKB_INFO* udp_skb_first();

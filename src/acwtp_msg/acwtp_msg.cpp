@@ -43,7 +43,7 @@ void acwtp_msg_done(ACWTP_MSG_TABLE* item)
     acwtp_msg_free(item);
 }
 
-bool acwtp_msg_link(ACWTP_MSG_TABLE* item, int flag)
+static bool link_if_room(ACWTP_MSG_TABLE* item, int flag)
 {
     ac_lock lock(acwtp_mutex);
     if (item->flags == PROTO_MSG) {
@@ -55,6 +55,13 @@ bool acwtp_msg_link(ACWTP_MSG_TABLE* item, int flag)
     else
         list_add(&item->list, &g_msg_queue);
     return true;
+}
+
+AC_RET acwtp_msg_link(ACWTP_MSG_TABLE* item, int flag)
+{
+    if (link_if_room(item, flag)) return AC_RET_OK;
+    acwtp_msg_free(item);
+    return AC_RET_ERROR;
 }
 
 ACWTP_MSG_TABLE* acwtp_msg_alloc(const ACWTP_MSG_TABLE* like)
@@ -76,13 +83,6 @@ static AC_RET add_failed()
     return AC_RET_NULL_POINTER;
 }
 
-static AC_RET link_or_drop(ACWTP_MSG_TABLE* item, int flag)
-{
-    if (acwtp_msg_link(item, flag)) return AC_RET_OK;
-    acwtp_msg_free(item);
-    return AC_RET_ERROR;
-}
-
 static AC_RET add_whole(const ACWTP_MSG_TABLE* new_node, int flag)
 {
     ACWTP_MSG_TABLE* item = acwtp_msg_alloc(new_node);
@@ -95,7 +95,7 @@ static AC_RET add_whole(const ACWTP_MSG_TABLE* new_node, int flag)
         }
         memcpy(item->msg, new_node->msg, new_node->length);
     }
-    return link_or_drop(item, flag);
+    return acwtp_msg_link(item, flag);
 }
 
 // One item for the `count` APs from number `first` on, each with the whole payload.
@@ -115,7 +115,7 @@ static AC_RET add_slice(const ACWTP_MSG_TABLE* new_node, UINT32 first, UINT32 co
     }
     memcpy(item->msg, new_node->msg + std::size_t{first} * AC_MAC_LEN, slice);
     memcpy(item->msg + slice, new_node->msg + macs, payload);
-    return link_or_drop(item, flag);
+    return acwtp_msg_link(item, flag);
 }
 
 AC_RET acwtp_msg_list_add(const ACWTP_MSG_TABLE* new_node, int flag)
@@ -142,10 +142,12 @@ void acwtp_send_signal_semaphore(int dir)
 AC_RET acmsg_to_acprotocol(const ACWTP_MSG_TABLE* acmsg, int flag)
 {
     const AC_RET result = acwtp_msg_list_add(acmsg, flag);
-    if (result != AC_RET_OK) AC_ERR("Insert list failed.");
-    acwtp_send_signal_semaphore(
-        ACWTP_SIGNAL_SEND_PROTOCOL); // also then: slices queued before a failure have no other post
-    return result;
+    if (result != AC_RET_OK) {
+        AC_ERR("Insert list failed.");
+        return result; // slices queued before the failure wait for the next post
+    }
+    acwtp_send_signal_semaphore(ACWTP_SIGNAL_SEND_PROTOCOL);
+    return AC_RET_OK;
 }
 
 void acwtp_msg_list_del_all()

@@ -1,8 +1,7 @@
 // acwtp_msg - work for the APs: the queue of work not yet done, and the one door to it.
 //
-// Shape    g_msg_queue holds items; the initial thread turns them into frames. acmsg_to_acprotocol copies: the caller
-// keeps
-//          what it passed. An item for more than 100 APs is split by 100.
+// Shape    g_msg_queue holds items; the initial thread turns them into frames. An item for more than 100 APs is split.
+// Owner    acmsg_to_acprotocol copies: the caller keeps what it passed.
 // Threads  any may add; the initial thread alone takes. acwtp_mutex guards the list, never the content of an item.
 #pragma once
 
@@ -37,7 +36,7 @@ extern list_node g_msg_queue AC_GUARDED_BY(acwtp_mutex);
 extern sem_t sem_protocol;
 
 // Queues a copy of `acmsg` and wakes the initial thread. 0; 1001 for null, no memory, or an item whose MACs do not fit
-// its length; 255 for no memory for the copied bytes.
+// its length; 255 for no memory for the copied bytes, or too many internal events waiting. Wakes nobody then.
 AC_RET acmsg_to_acprotocol(const ACWTP_MSG_TABLE* acmsg, int flag);
 // The queueing step alone.
 AC_RET acwtp_msg_list_add(const ACWTP_MSG_TABLE* new_node, int flag);
@@ -50,14 +49,13 @@ int acprotocol_signal_handle();
 void acwtp_msg_list_del_all(); // all but the item that is being worked on
 void acwtp_msg_list_print();   // walks the queue under its lock, no output
 
-// --- inside the room
-// ---------------------------------------------------------------------------------------------------
+// --- inside the room -------------------------------------------------------------------------------------------------
 
 // A new item with the fields of `like` but for send_times and msg; null without memory. Freed by acwtp_msg_free.
 ACWTP_MSG_TABLE* acwtp_msg_alloc(const ACWTP_MSG_TABLE* like);
 void acwtp_msg_free(ACWTP_MSG_TABLE* item);
-// Links an item, which the queue then owns. false, and not linked, when too many internal events wait.
-bool acwtp_msg_link(ACWTP_MSG_TABLE* item, int flag);
+// Links an item, which the queue then owns. 255, and the item freed, when too many internal events wait.
+AC_RET acwtp_msg_link(ACWTP_MSG_TABLE* item, int flag);
 // The initial thread's first item, still linked, or null; and its end.
 ACWTP_MSG_TABLE* acwtp_msg_first();
 void acwtp_msg_done(ACWTP_MSG_TABLE* item);

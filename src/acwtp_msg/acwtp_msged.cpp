@@ -59,35 +59,49 @@ static ACWTP_MSGED_QUEUE* record_alloc(const ACWTP_MSG_TABLE* item, unsigned int
     return record;
 }
 
-// Which of an item's MACs are recorded.
-typedef bool (*mac_filter)(const UINT8* mac);
+// Which MACs are recorded: those that are up, or of them those of one product.
+struct mac_filter {
+    bool by_type;
+    UINT16 ap_type;
+};
 
-static bool is_up(const UINT8* mac)
+static bool passes(const mac_filter& filter, const UINT8* mac)
 {
-    return get_ap_status(mac) != AP_LINK_DOWN;
-}
-
-static bool is_up_and_of_image_type(const UINT8* mac)
-{
+    if (!filter.by_type) return get_ap_status(mac) != AP_LINK_DOWN;
     apconfig_target target;
-    if (!apconfig_target_obtain(mac, &target) || target.status == AP_LINK_DOWN) {
-        AC_ERR("node null or node is timeout\n");
-        return false;
-    }
-    return target.ap_type == get_cur_image_ap_type_by_product_id(get_cur_image_product_id());
+    if (apconfig_target_obtain(mac, &target) && target.status != AP_LINK_DOWN && target.ap_type == filter.ap_type)
+        return true;
+    AC_ERR("node null or node is timeout\n");
+    return false;
 }
 
 // The MACs of an item that pass the filter, at the head of `macs` one by one. The count, or -1 without memory.
-static int take_macs(const ACWTP_MSG_TABLE* item, list_node* macs, mac_filter filter)
+static int take_macs(const ACWTP_MSG_TABLE* item, list_node* macs, const mac_filter& filter)
 {
     int count = 0;
     for (std::size_t i = 0; i < item->ap_num; i++) {
         const UINT8* mac = reinterpret_cast<const UINT8*>(item->msg) + i * AC_MAC_LEN;
-        if (!filter(mac)) continue;
+        if (!passes(filter, mac)) continue;
         MAC_LIST* node = mac_list_alloc(mac);
         if (node == nullptr) return -1;
         list_add(&node->list, macs);
         count++;
+    }
+    return count;
+}
+
+// The same for an item that goes to all APs; the table lists those that are up.
+static int take_all_macs(list_node* macs, const mac_filter& filter)
+{
+    int count = get_apmac_from_mib(macs);
+    if (count <= 0 || !filter.by_type) return count;
+    for (list_node* link = macs->next; link != macs;) {
+        MAC_LIST* node = list_entry(link, MAC_LIST, list);
+        link = link->next;
+        if (passes(filter, node->ethaddr)) continue;
+        list_del(&node->list);
+        ac_free(node);
+        count--;
     }
     return count;
 }
@@ -98,13 +112,13 @@ static bool recordable(const ACWTP_MSG_TABLE* item)
     return item->num_flag != 0 || item->length >= std::size_t{item->ap_num} * AC_MAC_LEN;
 }
 
-static AC_RET record_item(const ACWTP_MSG_TABLE* item, unsigned int seq_num, int flag, mac_filter filter)
+static AC_RET record_item(const ACWTP_MSG_TABLE* item, unsigned int seq_num, int flag, const mac_filter& filter)
 {
     if (!recordable(item)) return add_failed(AC_RET_NULL_POINTER);
     ACWTP_MSGED_QUEUE* record = record_alloc(item, seq_num);
     if (record == nullptr) return add_failed(AC_RET_ERROR);
     const bool all = item->num_flag != 0;
-    const int count = all ? get_apmac_from_mib(&record->mac) : take_macs(item, &record->mac, filter);
+    const int count = all ? take_all_macs(&record->mac, filter) : take_macs(item, &record->mac, filter);
     if (count < 0 || (all && count == 0)) {
         record_free(record);
         return add_failed(AC_RET_ERROR);
@@ -125,12 +139,13 @@ static AC_RET record_item(const ACWTP_MSG_TABLE* item, unsigned int seq_num, int
 
 AC_RET acwtp_msged_list_add(const ACWTP_MSG_TABLE* new_node, unsigned int seq_num, int flag)
 {
-    return record_item(new_node, seq_num, flag, is_up);
+    return record_item(new_node, seq_num, flag, {false, 0});
 }
 
 AC_RET acwtp_msged_list_add_for_upgrade(const ACWTP_MSG_TABLE* new_node, unsigned int seq_num, int flag)
 {
-    return record_item(new_node, seq_num, flag, is_up_and_of_image_type);
+    const UINT16 ap_type = get_cur_image_ap_type_by_product_id(get_cur_image_product_id());
+    return record_item(new_node, seq_num, flag, {true, ap_type});
 }
 
 AC_RET list_add_msged_queue(const ACWTP_MSG_TABLE* acmsg, unsigned int seq_num, int flag)
@@ -263,7 +278,7 @@ static AC_RET back_together(ACWTP_MSGED_QUEUE* elem, int flag)
     for (list_node* link = elem->mac.next; link != &elem->mac; link = link->next, at += AC_MAC_LEN)
         memcpy(at, list_entry(link, MAC_LIST, list)->ethaddr, AC_MAC_LEN);
     if (elem->length != 0) memcpy(at, elem->msg, elem->length);
-    acwtp_msg_link(item, flag);
+    (void)acwtp_msg_link(item, flag); // only internal events are refused, and none is ever recorded
     return AC_RET_OK;
 }
 
@@ -278,7 +293,7 @@ static bool back_alone(const ACWTP_MSGED_QUEUE* elem, const UINT8* mac, int flag
     }
     memcpy(item->msg, mac, AC_MAC_LEN);
     if (elem->length != 0) memcpy(item->msg + AC_MAC_LEN, elem->msg, elem->length);
-    acwtp_msg_link(item, flag);
+    (void)acwtp_msg_link(item, flag); // as above
     return true;
 }
 

@@ -1,13 +1,12 @@
 // acwtp_msged - what was sent and is not yet answered, and its retransmission.
 //
-// Shape    g_msged_queue holds a record per sent frame with the APs that owe a reply. A record goes out at most five
-// times: to
-//          all, once more to the silent ones together, then to each silent AP on its own, each time with a new number.
+// Shape    g_msged_queue holds a record per sent frame with the APs that owe a reply. A message goes out at most five
+//          times: to all, once more to the silent ones together, then to each silent AP on its own, each time with a
+//          new number.
 // Units    seq_num: the number the frame carried, 0 to 255; a lookup finds the first record with it.
 // Threads  the initial thread records, the dispatch thread clears, the clock thread times out. acwtp_msged_mutex guards
-// list
-//          and records. g_msged_send_mutex makes sending and recording one step: the initial thread holds it over both,
-//          an answer waits for it, so that an AP that answers at once is never sent to again.
+//          list and records. g_msged_send_mutex makes sending and recording one step: the initial thread holds it over
+//          both, an answer waits for it, so that an AP that answers at once is never sent to again.
 #pragma once
 
 #include "acwtp_msg/acwtp_msg.h"
@@ -38,7 +37,8 @@ extern int g_maxed_num_interval; // seconds, for items of many APs
 // Record a sent item. 0, also when no target is up; 1001; 255.
 AC_RET acwtp_msged_list_add(const ACWTP_MSG_TABLE* new_node, unsigned int seq_num, int flag);
 AC_RET list_add_msged_queue(const ACWTP_MSG_TABLE* acmsg, unsigned int seq_num, int flag);
-// The variant for firmware: only APs of the uploaded image's type. No flow calls it.
+// The variant for firmware: only APs that are up and of the uploaded image's type, a line for each other one. No flow
+// calls it.
 AC_RET acwtp_msged_list_add_for_upgrade(const ACWTP_MSG_TABLE* new_node, unsigned int seq_num, int flag);
 AC_RET list_add_msged_queue_for_upgrade(const ACWTP_MSG_TABLE* acmsg, unsigned int seq_num, int flag);
 
@@ -57,8 +57,7 @@ void msged_timeout(int arg);
 // Each AP of the list gets AP_UPGRAD_FAILED.
 void msged_queue_upgrade_failed(list_node* macs);
 
-// --- the timers, a list like the echo timers' with a lock of its own
-// ------------------------------------------------------
+// --- the timers, a list like the echo timers' with a lock of its own -------------------------------------------------
 
 void acwtp_msged_timeout(void (*func)(int), int arg, int secs, int usecs);
 void acwtp_msged_untimeout(void (*func)(int), int arg);

@@ -58,23 +58,23 @@ void setup_signals()
         signal(sig, Bad_Sig_entry);
 }
 
-static void print_core_limit()
+static void print_core_limit(const char* function, int line)
 {
     struct rlimit limit;
     if (getrlimit(RLIMIT_CORE, &limit) != 0) return;
-    printf("%s %d: rlim_cur = %d, rlim_max = %d\n", __func__, __LINE__, static_cast<int>(limit.rlim_cur),
+    printf("%s %d: rlim_cur = %d, rlim_max = %d\n", function, line, static_cast<int>(limit.rlim_cur),
            static_cast<int>(limit.rlim_max));
 }
 
 void init_core_dump()
 {
-    print_core_limit();
+    print_core_limit(__func__, __LINE__);
     const struct rlimit unlimited = {RLIM_INFINITY, RLIM_INFINITY};
-    if (setrlimit(RLIMIT_CORE, &unlimited) == 0) {
-        printf("%s %d: open core dump success\n", __func__, __LINE__);
-        doSystemCmd("echo %s > /proc/sys/kernel/core_pattern", CORE_PATTERN);
-    } else {
+    if (setrlimit(RLIMIT_CORE, &unlimited) != 0) {
         perror("setrlimit");
+        return;
     }
-    print_core_limit();
+    printf("%s %d: open core dump success\n", __func__, __LINE__);
+    doSystemCmd("echo %s > /proc/sys/kernel/core_pattern", CORE_PATTERN);
+    print_core_limit(__func__, __LINE__);
 }
