@@ -36,7 +36,7 @@ struct ssid_row {
 void collect_radios(const list_node* list_rf, ap_rows& ap)
 {
     for (list_node* node = list_rf->next; node != list_rf; node = node->next) {
-        const CONFIG_WL_RF& rf = list_entry(node, CONFIG_WL_RF_LIST, list)->rf;
+        const CONFIG_WL_RF& rf = apconfig_rf_of(node)->rf;
         ap.rf[rf.RF_basic_setting & AC_RF_5G] = rf;
     }
 }
@@ -106,34 +106,38 @@ void form_values(sql_text& sql, const ap_rows& ap, const ssid_row& row)
                row.basic_name.c_str(), row.rf_name.c_str());
 }
 
-// Calls `visit` for up to AC_SSID_MAX nodes with the policy name of their place in the list.
-template <typename Visit> void for_each_ssid(list_node* list_wl, const UINT8 (*p_name)[AC_NAME_LEN], Visit&& visit)
+// The SSIDs in list order; a row's policy name goes by this place.
+struct ssid_places {
+    CONFIG_WL_BASIC* wl[AC_SSID_MAX];
+    std::size_t num;
+};
+
+ssid_places places_of(list_node* list_wl)
 {
-    int place = 0;
-    for (list_node* node = list_wl->next; node != list_wl && place < AC_SSID_MAX; node = node->next, place++)
-        visit(list_entry(node, CONFIG_WL_BASIC_LIST, list)->wl_basic, p_name[place]);
+    ssid_places places = {};
+    for (list_node* node = list_wl->next; node != list_wl && places.num < AC_SSID_MAX; node = node->next)
+        places.wl[places.num++] = &apconfig_wl_of(node)->wl_basic;
+    return places;
 }
 
-void update_rows(const ap_rows& ap, list_node* list_wl, const UINT8 (*p_name)[AC_NAME_LEN], sql_text& sql)
+void update_rows(const ap_rows& ap, const ssid_places& places, const UINT8 (*p_name)[AC_NAME_LEN], sql_text& sql)
 {
-    for_each_ssid(list_wl, p_name, [&](CONFIG_WL_BASIC& wl, const UINT8(&name)[AC_NAME_LEN]) {
+    for (std::size_t i = 0; i < places.num; i++) {
         sql.clear();
-        form_update(sql, ap, row_of(ap, wl, name));
+        form_update(sql, ap, row_of(ap, *places.wl[i], p_name[i]));
         sql_message message;
         const int ret = sql_exec(db, sql, message);
         if (ret != SQLITE_OK) AC_ERR("update error,ret=%d,errmsg=%s\n", ret, message.c_str());
-    });
+    }
 }
 
-int insert_rows(const ap_rows& ap, list_node* list_wl, const UINT8 (*p_name)[AC_NAME_LEN], sql_text& sql)
+int insert_rows(const ap_rows& ap, const ssid_places& places, const UINT8 (*p_name)[AC_NAME_LEN], sql_text& sql)
 {
     sql.append("insert into %s values ", AP_SSID_TABLE);
-    const char* comma = "";
-    for_each_ssid(list_wl, p_name, [&](CONFIG_WL_BASIC& wl, const UINT8(&name)[AC_NAME_LEN]) {
-        sql.append("%s", comma);
-        form_values(sql, ap, row_of(ap, wl, name));
-        comma = ",";
-    });
+    for (std::size_t i = 0; i < places.num; i++) {
+        if (i != 0) sql.append(",");
+        form_values(sql, ap, row_of(ap, *places.wl[i], p_name[i]));
+    }
     sql_message message;
     const int ret = sql_exec(db, sql, message);
     if (ret == SQLITE_OK) return AC_RET_OK;
@@ -163,7 +167,8 @@ int sqlite_add_apssid(const UINT8* ethaddr, list_node* list_wl, list_node* list_
     }
     ap_rows ap = {ac_mac_text(ethaddr), {}, {sql_quoted(p_rf_name[0]), sql_quoted(p_rf_name[1])}};
     collect_radios(list_rf, ap);
-    if (query_apssid_exist(ap.mac.c_str()) == 0) return insert_rows(ap, list_wl, p_name, sql);
-    update_rows(ap, list_wl, p_name, sql);
+    const ssid_places places = places_of(list_wl);
+    if (query_apssid_exist(ap.mac.c_str()) == 0) return insert_rows(ap, places, p_name, sql);
+    update_rows(ap, places, p_name, sql);
     return AC_RET_OK;
 }

@@ -1,0 +1,405 @@
+#include "ac_mib/sql_flash_queue.h"
+
+#include <semaphore.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <thread>
+
+#include "ac_sql/sqlite_apconfig_update.h"
+#include "ac_wtp_protocol/acwtp_thread.h"
+#include "common/ac_alloc.h"
+#include "sql_world.h"
+
+static const Mac M1 = test_mac(1);
+static const char W1[] = " where apmac='02:00:00:00:00:01'";
+
+class SqlFlashWorld : public SqlWorld {
+protected:
+    APCONFIG* record = nullptr;
+    // An AP whose rows are written, so that notes write single groups of fields.
+    void SetUp() override
+    {
+        SqlWorld::SetUp();
+        record = make_record(M1, 1, AP_LINK_UP);
+        record->sql_flag = 1;
+        sqlite_apconfig_add(record);
+    }
+    static int posts()
+    {
+        int value = 0;
+        sem_getvalue(&sql_flash_sig, &value);
+        return value;
+    }
+    // The statements of one pass.
+    std::vector<std::string> pass()
+    {
+        return statements(db, [] { sql_flash_queue_out(); });
+    }
+    std::string pass_of(int type, int index = 0)
+    {
+        EXPECT_EQ(sql_flash_queue_in(type, index, M1.data()), 0);
+        const auto texts = pass();
+        return texts.size() == 1 ? texts[0] : std::to_string(texts.size()) + " statements";
+    }
+};
+
+TEST_F(SqlFlashWorld, a_note_is_queued_with_its_content_and_one_post)
+{
+    const int before = posts();
+    EXPECT_EQ(sql_flash_queue_in(CONFIG_SQL_RF, 1, M1.data()), 0);
+    EXPECT_EQ(posts(), before + 1);
+    EXPECT_EQ(take_notes(), (std::vector<FlashNote>{{4, 1, M1}}));
+}
+
+TEST_F(SqlFlashWorld, notes_keep_their_order_and_duplicates_stay)
+{
+    sql_flash_queue_in(CONFIG_SQL_LED, 0, M1.data());
+    sql_flash_queue_in(CONFIG_SQL_STATUS, 0, test_mac(2).data());
+    sql_flash_queue_in(CONFIG_SQL_LED, 0, M1.data());
+    EXPECT_EQ(take_notes(), (std::vector<FlashNote>{{0, 0, M1}, {1, 0, test_mac(2)}, {0, 0, M1}}));
+}
+
+TEST_F(SqlFlashWorld, a_note_can_be_queued_with_the_ap_table_locked)
+{
+    const ac_lock lock(g_apconfig_mutex);
+    EXPECT_EQ(sql_flash_queue_in(CONFIG_SQL_LED, 0, M1.data()), 0);
+}
+
+TEST_F(SqlFlashWorld, without_a_pool_a_note_is_lost_with_255)
+{
+    CWMemoryPool* pool = g_ac_pthread[PTHREAD_AC_SQL].mempool;
+    g_ac_pthread[PTHREAD_AC_SQL].mempool = nullptr;
+    const int before = posts();
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(sql_flash_queue_in(CONFIG_SQL_LED, 0, M1.data()), 255);
+    EXPECT_EQ(testing::internal::GetCapturedStderr().substr(0, 7), "malloc:");
+    EXPECT_EQ(posts(), before);
+    g_ac_pthread[PTHREAD_AC_SQL].mempool = pool;
+    EXPECT_TRUE(take_notes().empty());
+}
+
+TEST_F(SqlFlashWorld, the_pool_has_1000_blocks_of_64_bytes_and_is_made_once)
+{
+    const CWMemoryPool* pool = g_ac_pthread[PTHREAD_AC_SQL].mempool;
+    ASSERT_NE(pool, nullptr);
+    EXPECT_EQ(pool->blockCount, 1000u);
+    EXPECT_EQ(pool->blockSize, 64u);
+    EXPECT_EQ(g_ac_pthread[PTHREAD_AC_SQL].mempool_1, nullptr);
+    EXPECT_TRUE(sql_flash_pools_make());
+    EXPECT_EQ(g_ac_pthread[PTHREAD_AC_SQL].mempool, pool);
+}
+
+TEST_F(SqlFlashWorld, a_pass_gives_every_block_back)
+{
+    const CWMemoryPool* pool = g_ac_pthread[PTHREAD_AC_SQL].mempool;
+    const unsigned int before = pool->freeCount;
+    for (int i = 0; i < 5; i++)
+        sql_flash_queue_in(CONFIG_SQL_LED, 0, M1.data());
+    EXPECT_EQ(pool->freeCount, before - 5);
+    sql_flash_queue_out();
+    EXPECT_EQ(pool->freeCount, before);
+}
+
+TEST_F(SqlFlashWorld, more_notes_than_the_pool_has_blocks_are_all_kept)
+{
+    for (int i = 0; i < 1100; i++)
+        ASSERT_EQ(sql_flash_queue_in(CONFIG_SQL_WL_POLICY_NAME, i, M1.data()), 0);
+    const auto notes = take_notes();
+    ASSERT_EQ(notes.size(), 1100u);
+    EXPECT_EQ(notes.back().index, 1099);
+}
+
+TEST_F(SqlFlashWorld, a_pass_over_an_empty_queue_does_nothing)
+{
+    EXPECT_EQ(lines_of([] { sql_flash_queue_out(); }), "");
+}
+
+TEST_F(SqlFlashWorld, the_first_note_of_any_type_writes_a_new_record_whole_and_nothing_else)
+{
+    const Mac fresh = test_mac(2);
+    APCONFIG* ap = make_record(fresh, 7, AP_LINK_UP);
+    ap->sql_flag = 0;
+    sql_flash_queue_in(CONFIG_SQL_STATUS, 0, fresh.data());
+    const auto texts = pass();
+    EXPECT_EQ(ap->sql_flag, 1);
+    ASSERT_EQ(texts.size(), 4u); // each insert with its count
+    EXPECT_EQ(texts[1].substr(0, 20), "insert into ap_basic");
+    EXPECT_EQ(texts[3].substr(0, 19), "insert into ap_ssid");
+    sql_flash_queue_in(CONFIG_SQL_STATUS, 0, fresh.data());
+    EXPECT_EQ(pass(), std::vector<std::string>{"update ap_basic set status=1 where apmac='02:00:00:00:00:02'"});
+}
+
+TEST_F(SqlFlashWorld, the_first_note_counts_even_when_its_type_is_unknown)
+{
+    record->sql_flag = 0;
+    EXPECT_EQ(lines_of([&] {
+                  sql_flash_queue_in(99, 0, M1.data());
+                  sql_flash_queue_out();
+              }),
+              "");
+    EXPECT_EQ(record->sql_flag, 1);
+}
+
+TEST_F(SqlFlashWorld, after_a_restart_the_first_note_rewrites_the_rows_by_updates)
+{
+    record->sql_flag = 0; // as a load leaves it
+    sql_flash_queue_in(CONFIG_SQL_LED, 0, M1.data());
+    const auto texts = pass();
+    ASSERT_EQ(texts.size(), 5u); // count and update of ap_basic; count and two updates of ap_ssid
+    EXPECT_EQ(texts[1].substr(0, 20), "update ap_basic set ");
+    EXPECT_EQ(texts[3].substr(0, 19), "update ap_ssid set ");
+    EXPECT_EQ(cell(db, "select count(*) from ap_basic"), "1");
+    EXPECT_EQ(cell(db, "select count(*) from ap_ssid"), "2");
+}
+
+TEST_F(SqlFlashWorld, a_failed_first_write_is_not_repeated)
+{
+    run(db, "drop table ap_basic; drop table ap_ssid");
+    record->sql_flag = 0;
+    sql_flash_queue_in(CONFIG_SQL_LED, 0, M1.data());
+    (void)lines_of([] { sql_flash_queue_out(); });
+    EXPECT_EQ(record->sql_flag, 1);
+    EXPECT_TRUE(take_notes().empty());
+}
+
+TEST_F(SqlFlashWorld, a_deletion_removes_the_rows_of_an_ap_whose_record_is_gone)
+{
+    EXPECT_EQ(apconfig_mib_node_del(M1.data(), 1), 0);
+    EXPECT_EQ(lines_of([] { sql_flash_queue_out(); }), "");
+    EXPECT_EQ(cell(db, "select count(*) from ap_basic"), "0");
+    EXPECT_EQ(cell(db, "select count(*) from ap_ssid"), "0");
+}
+
+TEST_F(SqlFlashWorld, a_deletion_does_not_look_the_record_up)
+{
+    record->sql_flag = 0;
+    sql_flash_queue_in(CONFIG_SQL_DELETE_AP, 0, M1.data());
+    EXPECT_EQ(pass(), (std::vector<std::string>{std::string("delete from ap_ssid") + W1,
+                                                std::string("delete from ap_basic") + W1}));
+    EXPECT_EQ(record->sql_flag, 0);
+}
+
+TEST_F(SqlFlashWorld, a_note_for_a_mac_without_a_record_is_a_line_and_dropped)
+{
+    const Mac unknown = {0x02, 0xAB, 0, 0, 0, 0x0F};
+    sql_flash_queue_in(CONFIG_SQL_LED, 0, unknown.data());
+    std::vector<std::string> texts;
+    EXPECT_EQ(lines_of([&] { texts = pass(); }), "E|-type=[0]--[02:ab:00:00:00:0f]--error\n");
+    EXPECT_TRUE(texts.empty());
+    EXPECT_TRUE(take_notes().empty());
+}
+
+TEST_F(SqlFlashWorld, a_record_deleted_while_its_note_waits_is_not_written_again)
+{
+    sql_flash_queue_in(CONFIG_SQL_LED, 0, M1.data());
+    apconfig_mib_node_del(M1.data(), 1);
+    EXPECT_EQ(lines_of([] { sql_flash_queue_out(); }), "E|-type=[0]--[02:00:00:00:00:01]--error\n");
+    EXPECT_EQ(cell(db, "select count(*) from ap_basic"), "0");
+}
+
+TEST_F(SqlFlashWorld, ten_changes_of_a_name_give_ten_updates_with_the_latest)
+{
+    for (int i = 0; i < 10; i++) {
+        memcpy(record->info_basic.apname.ap_name, "name", 4);
+        record->info_basic.apname.ap_name[4] = static_cast<UINT8>('0' + i);
+        record->info_basic.apname.ap_name_length = 5;
+        sql_flash_queue_in(CONFIG_SQL_APNAME, 0, M1.data());
+    }
+    EXPECT_EQ(pass(),
+              std::vector<std::string>(10, std::string("update ap_basic set apname='name9',apname_len=5") + W1));
+}
+
+TEST_F(SqlFlashWorld, each_type_writes_its_own_group_of_the_record)
+{
+    record->info_basic.led_status = 3;
+    record->status = AP_UPGRADING;
+    record->info_basic.ip = {1, {2, 0, 0, 0}, {3, 0, 0, 0}, {4, 0, 0, 0}, {5, 0, 0, 0}, {6, 0, 0, 0}};
+    record->info_reboot = {1, 2, 3};
+    record->info_alarm = {4, 5, {}, 6};
+    record->info_event = {};
+    memcpy(record->AP_config_version, "77", 2);
+    memcpy(record->p_alarm_name, "al", 3);
+    memcpy(record->p_reboot_name, "rb", 3);
+    memcpy(record->p_pass_name, "pw", 3);
+    memcpy(record->p_qvlan_name, "qv", 3);
+    memcpy(record->p_wl_deploy_name, "de", 3);
+    EXPECT_EQ(pass_of(CONFIG_SQL_LED), std::string("update ap_basic set ledstatus=3") + W1);
+    EXPECT_EQ(pass_of(CONFIG_SQL_STATUS), std::string("update ap_basic set status=4") + W1);
+    EXPECT_EQ(pass_of(CONFIG_SQL_IP),
+              std::string("update ap_basic set ipmode=1,ip=2,\t\tmask=3,gateway=4,hostdns=5,dns=6") + W1);
+    EXPECT_EQ(pass_of(CONFIG_SQL_REBOOT), std::string("update ap_basic set reboot_en=1,reboot_type=2,\t\ttime=3") + W1);
+    EXPECT_EQ(pass_of(CONFIG_SQL_ALARM),
+              std::string("update ap_basic set alarm_switch=4,hostnum_limit=5,\t\tstream_limit=6") + W1);
+    EXPECT_EQ(pass_of(CONFIG_SQL_VERSION), std::string("update ap_basic set config_version='77'") + W1);
+    EXPECT_EQ(pass_of(CONFIG_SQL_ALARM_EVENT),
+              std::string("update ap_basic set mailEnable=0,mailName='',\t\tmailPwd='',mailInterTime=0,pcEnable=0,"
+                          "pcIpAddr=0") +
+                  W1);
+    EXPECT_EQ(pass_of(CONFIG_SQL_ALARM_NAME), std::string("update ap_basic set alarm_name='al'") + W1);
+    EXPECT_EQ(pass_of(CONFIG_SQL_REBOOT_NAME), std::string("update ap_basic set reboot_name='rb'") + W1);
+    EXPECT_EQ(pass_of(CONFIG_SQL_PASSWORD_NAME), std::string("update 'ap_basic' set pass_name='pw'") + W1);
+    EXPECT_EQ(pass_of(CONFIG_SQL_QVLAN_NAME), std::string("update 'ap_basic' set qvlan_name='qv'") + W1);
+    EXPECT_EQ(pass_of(CONFIG_SQL_WL_DEPLOY_NAME), std::string("update ap_basic set wl_deploy_name='de'") + W1);
+    EXPECT_EQ(pass_of(CONFIG_SQL_WL_POLICY_NAME, 3), "0 statements");
+}
+
+TEST_F(SqlFlashWorld, a_radio_note_writes_the_radio_and_the_policy_of_its_index)
+{
+    APCONFIG* dual = make_record(test_mac(2), 7, AP_LINK_UP);
+    dual->sql_flag = 1;
+    apconfig_find_rf_node(&dual->list_rf, 1)->rf = {3, 1, 2, 3, 4, 5, 149, 7, 8, 9, 0, 0, 0, 0, {}};
+    memcpy(dual->p_wl_rf_policy_name[0], "low", 4);
+    memcpy(dual->p_wl_rf_policy_name[1], "high", 5);
+    sql_flash_queue_in(CONFIG_SQL_RF, 1, dual->ethaddr);
+    sql_flash_queue_in(CONFIG_SQL_CHANNEL, 1, dual->ethaddr);
+    EXPECT_EQ(pass(),
+              (std::vector<std::string>{
+                  "update ap_ssid set RF_basic_setting=3,\t\texpand_channel=1,country_code=2,network_mode=3,"
+                  "\t\tbandwidth=4,TXpower=5,channel='149',rssi=7,interface_mode=8,sta_timeout=9,"
+                  "\t\twl_rf_name='high' where apmac='02:00:00:00:00:02' and radio=1",
+                  "update ap_ssid set expand_channel=1,channel=149 where apmac='02:00:00:00:00:02' and radio=1"}));
+}
+
+TEST_F(SqlFlashWorld, a_radio_that_does_not_exist_is_a_line_and_writes_nothing)
+{
+    for (int index : {1, 2, -1, 256}) {
+        std::vector<std::string> texts;
+        sql_flash_queue_in(CONFIG_SQL_RF, index, M1.data());
+        EXPECT_EQ(lines_of([&] { texts = pass(); }), "E|index:" + std::to_string(index));
+        EXPECT_TRUE(texts.empty());
+        sql_flash_queue_in(CONFIG_SQL_CHANNEL, index, M1.data());
+        EXPECT_EQ(lines_of([&] { texts = pass(); }), "E|");
+        EXPECT_TRUE(texts.empty());
+    }
+}
+
+TEST_F(SqlFlashWorld, an_ssid_note_goes_by_the_low_byte_of_its_index)
+{
+    record->info_basic.led_status = 0;
+    apconfig_find_wlbasic_node(&record->list_wl, 1)->wl_basic.client_number = 44;
+    EXPECT_EQ(pass_of(CONFIG_SQL_CLI_LIMIT, 0x201),
+              std::string("update 'ap_ssid' set client_number=44") + W1 + " and ssid_id=1");
+    const std::string text = pass_of(CONFIG_SQL_WL_BASIC, 0x201);
+    EXPECT_NE(text.find("client_number=44"), std::string::npos);
+    EXPECT_EQ(text.substr(text.size() - 10), " ssid_id=1");
+}
+
+TEST_F(SqlFlashWorld, an_ssid_that_does_not_exist_is_silent)
+{
+    for (int type : {CONFIG_SQL_WL_BASIC, CONFIG_SQL_CLI_LIMIT}) {
+        sql_flash_queue_in(type, 7, M1.data());
+        std::vector<std::string> texts;
+        EXPECT_EQ(lines_of([&] { texts = pass(); }), "");
+        EXPECT_TRUE(texts.empty());
+    }
+}
+
+TEST_F(SqlFlashWorld, whole_record_notes_write_their_rows)
+{
+    run(db, "delete from ap_basic; delete from ap_ssid");
+    sql_flash_queue_in(CONFIG_SQL_ADVANCE, 0, M1.data());
+    sql_flash_queue_out();
+    EXPECT_EQ(cell(db, "select count(*) from ap_basic"), "1");
+    EXPECT_EQ(cell(db, "select count(*) from ap_ssid"), "0");
+    sql_flash_queue_in(CONFIG_SQL_WLRF, 0, M1.data());
+    sql_flash_queue_out();
+    EXPECT_EQ(cell(db, "select count(*) from ap_ssid"), "2");
+    run(db, "delete from ap_basic; delete from ap_ssid");
+    sql_flash_queue_in(CONFIG_SQL_ADD_AP, 0, M1.data());
+    EXPECT_EQ(lines_of([] { sql_flash_queue_out(); }), "");
+    EXPECT_EQ(cell(db, "select count(*) from ap_basic"), "1");
+    EXPECT_EQ(cell(db, "select count(*) from ap_ssid"), "2");
+}
+
+TEST_F(SqlFlashWorld, an_unknown_type_is_a_line)
+{
+    for (int type : {22, -1, 255}) {
+        sql_flash_queue_in(type, 0, M1.data());
+        EXPECT_EQ(lines_of([] { sql_flash_queue_out(); }), "E| write flash msg_type err");
+    }
+}
+
+TEST_F(SqlFlashWorld, every_type_up_to_the_last_is_known)
+{
+    for (int type = 0; type <= CONFIG_SQL_WL_DEPLOY_NAME; type++) {
+        record->sql_flag = 1;
+        sql_flash_queue_in(type, 0, M1.data());
+        EXPECT_EQ(lines_of([] { sql_flash_queue_out(); }), "") << type;
+    }
+}
+
+TEST_F(SqlFlashWorld, a_failed_statement_spends_its_note_and_the_next_is_handled)
+{
+    run(db, "create trigger refuse before update of ledstatus on ap_basic begin select raise(abort,'no'); end");
+    sql_flash_queue_in(CONFIG_SQL_LED, 0, M1.data());
+    record->status = AP_UPGRADING;
+    sql_flash_queue_in(CONFIG_SQL_STATUS, 0, M1.data());
+    EXPECT_EQ(lines_of([] { sql_flash_queue_out(); }), "E|update,Error code:19,Reason:no\n");
+    EXPECT_EQ(cell(db, "select status from ap_basic"), "4");
+    EXPECT_TRUE(take_notes().empty());
+}
+
+// Runs inside a statement of a pass.
+static int queue_another(unsigned, void* left, void*, void*)
+{
+    int& number = *static_cast<int*>(left);
+    if (number-- > 0) sql_flash_queue_in(CONFIG_SQL_STATUS, 0, M1.data());
+    return 0;
+}
+
+TEST_F(SqlFlashWorld, a_note_added_during_the_last_ones_work_waits_for_its_own_post)
+{
+    sql_flash_queue_in(CONFIG_SQL_LED, 0, M1.data());
+    const int before = posts();
+    int number = 1;
+    sqlite3_trace_v2(db.handle.load(), SQLITE_TRACE_STMT, queue_another, &number);
+    sql_flash_queue_out();
+    sqlite3_trace_v2(db.handle.load(), 0, nullptr, nullptr);
+    EXPECT_EQ(posts(), before + 1);
+    EXPECT_EQ(take_notes(), (std::vector<FlashNote>{{CONFIG_SQL_STATUS, 0, M1}}));
+}
+
+TEST_F(SqlFlashWorld, freeing_the_nodes_of_a_record_leaves_the_record)
+{
+    free_list_node(record);
+    EXPECT_TRUE(list_empty(&record->list_rf));
+    EXPECT_TRUE(list_empty(&record->list_wl));
+    EXPECT_EQ(apconfig_find(M1.data()), record);
+}
+
+TEST_F(SqlFlashWorld, notes_of_many_threads_are_each_handled_once)
+{
+    run(db, "create table counted(n int); create trigger count_writes after update of ledstatus on ap_basic begin "
+            "insert into counted values(1); end");
+    constexpr int EACH = 100;
+    auto produce = [] {
+        for (int i = 0; i < EACH; i++)
+            sql_flash_queue_in(CONFIG_SQL_LED, 0, M1.data());
+    };
+    std::thread one(produce), two(produce);
+    for (int i = 0; i < 20; i++)
+        sql_flash_queue_out();
+    one.join();
+    two.join();
+    sql_flash_queue_out();
+    EXPECT_EQ(cell(db, "select count(*) from counted"), std::to_string(2 * EACH));
+}
+
+TEST_F(SqlFlashWorld, the_thread_logs_itself_and_writes_what_is_queued)
+{
+    run(db, "create table counted(n int); create trigger count_writes after update of ledstatus on ap_basic begin "
+            "insert into counted values(1); end");
+    pthread_t thread;
+    ASSERT_EQ(pthread_create(&thread, nullptr, thread_write_flash, nullptr), 0);
+    record->info_basic.led_status = 5;
+    sql_flash_queue_in(CONFIG_SQL_LED, 0, M1.data());
+    for (long i = 0; i < 1000000 && cell(db, "select count(*) from counted") == "0"; i++)
+        std::this_thread::yield();
+    EXPECT_EQ(cell(db, "select ledstatus from ap_basic"), "5");
+    pthread_cancel(thread);
+    pthread_join(thread, nullptr);
+    EXPECT_EQ(read_file("/etc/ac_conf").substr(0, 23), "thread_write_flash pid:");
+    EXPECT_TRUE(pthread_equal(g_ac_pthread[PTHREAD_AC_SQL].tid, thread));
+    EXPECT_EQ(g_ac_pthread[PTHREAD_AC_SQL].pid, getpid());
+}

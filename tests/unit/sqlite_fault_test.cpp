@@ -1,0 +1,258 @@
+// What is left of the database, and of the daemon, when the flash fails.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "ac_mib/sql_flash_queue.h"
+#include "ac_sql/sqlite_apbasic.h"
+#include "ac_sql/sqlite_apconfig_update.h"
+#include "ac_sql/sqlite_load.h"
+#include "ac_sql/sqlite_schema.h"
+#include "platform/ac_platform.h"
+#include "sql_faults.h"
+#include "sql_world.h"
+
+static const Mac M1 = test_mac(1);
+
+class SqlFaultWorld : public SqlWorld {
+protected:
+    APCONFIG* record = nullptr;
+    void SetUp() override
+    {
+        SqlWorld::SetUp();
+        record = make_record(M1, 1, AP_LINK_UP);
+    }
+    void write_record()
+    {
+        record->sql_flag = 0;
+        sql_flash_queue_in(CONFIG_SQL_ADD_AP, 0, M1.data());
+        sql_flash_queue_out();
+    }
+    // Every statement happened whole or not at all, and the file is sound.
+    void check_rows(int moment)
+    {
+        EXPECT_EQ(cell(db, "pragma integrity_check"), "ok") << moment;
+        const std::string basics = cell(db, "select count(*) from ap_basic");
+        const std::string ssids = cell(db, "select count(*) from ap_ssid");
+        EXPECT_TRUE(basics == "0" || basics == "1") << moment;
+        EXPECT_TRUE(ssids == "0" || ssids == "2") << moment;
+    }
+    void break_at_each_moment(int code)
+    {
+        const std::string healthy = lines_of([&] { write_record(); });
+        ASSERT_EQ(healthy, "");
+        run(db, "delete from ap_basic; delete from ap_ssid");
+        sql_faults_clear();
+        write_record();
+        const int moments = sql_faults_counted();
+        ASSERT_GT(moments, 4);
+        for (int moment = 0; moment < moments; moment++) {
+            run(db, "delete from ap_basic; delete from ap_ssid");
+            const std::string printed = lines_of([&] {
+                sql_faults_after(moment, code);
+                write_record();
+                sql_faults_clear();
+            });
+            EXPECT_NE(printed, "") << moment;
+            check_rows(moment);
+        }
+        run(db, "delete from ap_basic; delete from ap_ssid");
+        EXPECT_EQ(lines_of([&] { write_record(); }), ""); // all is well again without a restart
+        check_rows(moments);
+        EXPECT_EQ(cell(db, "select count(*) from ap_ssid"), "2");
+    }
+};
+
+TEST_F(SqlFaultWorld, a_full_flash_leaves_whole_rows_or_none_at_every_moment)
+{
+    break_at_each_moment(SQLITE_FULL);
+}
+
+TEST_F(SqlFaultWorld, a_failing_flash_leaves_whole_rows_or_none_at_every_moment)
+{
+    break_at_each_moment(SQLITE_IOERR);
+}
+
+TEST_F(SqlFaultWorld, a_cut_at_any_moment_leaves_a_file_that_opens_and_loads)
+{
+    sql_faults_clear();
+    write_record();
+    const int moments = sql_faults_counted();
+    for (int moment = 0; moment < moments; moment++) {
+        run(db, "delete from ap_basic; delete from ap_ssid");
+        (void)lines_of([&] {
+            sql_faults_after(moment, SQLITE_IOERR);
+            write_record();
+        });
+        // What lies on the flash now is what a power cut leaves; a process of its own would find it.
+        const std::filesystem::path dir = std::filesystem::path(ac_path(AP_FILE).c_str()).parent_path();
+        const std::filesystem::path copy = std::filesystem::path(root) / "cut";
+        std::filesystem::remove_all(copy);
+        std::filesystem::copy(dir, copy);
+        sqlite_exit();
+        sql_faults_clear();
+        std::filesystem::remove_all(dir);
+        std::filesystem::copy(copy, dir);
+        apconfig_del_all();
+        (void)lines_of([] {
+            EXPECT_EQ(sqlite_init(), 0);
+            EXPECT_EQ(sqlite_create_table(), 0);
+            load_apconfig_from_flash();
+        });
+        check_rows(moment);
+        // SSID rows never stand without their AP, which would stop the load for all others.
+        const bool has_ssids = cell(db, "select count(*) from ap_ssid") == "2";
+        EXPECT_TRUE(!has_ssids || apconfig_find(M1.data()) != nullptr) << moment;
+        apconfig_del_all();
+        record = make_record(M1, 1, AP_LINK_UP);
+    }
+}
+
+TEST_F(SqlFaultWorld, a_deletion_broken_at_any_moment_leaves_no_ssid_without_its_ap)
+{
+    write_record();
+    sql_faults_clear();
+    sqlite_apconfig_del(M1.data());
+    const int moments = sql_faults_counted();
+    for (int moment = 0; moment < moments; moment++) {
+        (void)lines_of([&] { write_record(); });
+        ASSERT_EQ(cell(db, "select count(*) from ap_ssid"), "2");
+        (void)lines_of([&] {
+            sql_faults_after(moment, SQLITE_IOERR);
+            sqlite_apconfig_del(M1.data());
+            sql_faults_clear();
+        });
+        check_rows(moment);
+        const bool has_ssids = cell(db, "select count(*) from ap_ssid") == "2";
+        EXPECT_TRUE(!has_ssids || cell(db, "select count(*) from ap_basic") == "1") << moment;
+    }
+}
+
+TEST_F(SqlFaultWorld, a_start_on_a_full_flash_prints_and_goes_on)
+{
+    sqlite_exit();
+    unlink(ac_path(AP_FILE).c_str());
+    unlink(ac_path(POLICY_FILE).c_str());
+    std::string printed = lines_of([] {
+        sql_faults_after(0, SQLITE_FULL);
+        EXPECT_EQ(sqlite_init(), 0);
+        EXPECT_NE(sqlite_create_table(), 0); // the deployment policies insist
+        EXPECT_EQ(load_apconfig_from_flash(), 255);
+    });
+    EXPECT_EQ(printed.find("E|Create database failue ,Error code:13,Reason:database or disk is full\n"), 0u);
+    sql_faults_clear();
+    EXPECT_EQ(lines_of([] { EXPECT_EQ(sqlite_create_table(), 0); }), "");
+}
+
+TEST_F(SqlFaultWorld, a_lock_of_another_process_delays_a_write_and_then_fails_it_with_a_line)
+{
+    write_record();
+    sqlite3_busy_timeout(db.handle.load(), 0);
+    {
+        const SqlHold hold(AP_FILE);
+        record->info_basic.led_status = 9;
+        sql_flash_queue_in(CONFIG_SQL_LED, 0, M1.data());
+        EXPECT_EQ(lines_of([] { sql_flash_queue_out(); }), "E|update,Error code:5,Reason:database is locked\n");
+    }
+    sql_flash_queue_in(CONFIG_SQL_LED, 0, M1.data());
+    EXPECT_EQ(lines_of([] { sql_flash_queue_out(); }), "");
+    EXPECT_EQ(cell(db, "select ledstatus from ap_basic"), "9");
+}
+
+TEST_F(SqlFaultWorld, a_whole_write_under_a_lock_never_doubles_the_basic_row)
+{
+    write_record();
+    sqlite3_busy_timeout(db.handle.load(), 0);
+    {
+        const SqlHold hold(AP_FILE);
+        (void)lines_of([&] { write_record(); });
+    }
+    EXPECT_EQ(cell(db, "select count(*) from ap_basic"), "1");
+    EXPECT_EQ(cell(db, "select count(*) from ap_ssid"), "2");
+}
+
+TEST_F(SqlFaultWorld, handles_wait_for_other_processes)
+{
+    for (ac_db* file : {&db, &policy_db})
+        EXPECT_EQ(cell(*file, "pragma busy_timeout"), "200");
+}
+
+TEST_F(SqlFaultWorld, a_file_removed_while_open_is_missed_only_at_the_next_start)
+{
+    write_record();
+    unlink(ac_path(AP_FILE).c_str());
+    record->info_basic.led_status = 4;
+    sql_flash_queue_in(CONFIG_SQL_LED, 0, M1.data());
+    (void)lines_of([] { sql_flash_queue_out(); });
+    sqlite_exit();
+    (void)lines_of([] {
+        EXPECT_EQ(sqlite_init(), 0);
+        EXPECT_EQ(sqlite_create_table(), 0);
+    });
+    EXPECT_EQ(cell(db, "select count(*) from ap_basic"), "0");
+    (void)lines_of([&] { write_record(); });
+    EXPECT_EQ(cell(db, "select count(*) from ap_basic"), "1");
+}
+
+TEST_F(SqlFaultWorld, a_truncated_file_opens_prints_and_harms_nothing)
+{
+    write_record();
+    sqlite_exit();
+    const std::string whole = read_file(AP_FILE);
+    ASSERT_GT(whole.size(), 4096u);
+    for (std::size_t size = 0; size < whole.size(); size += size < 128 ? 16 : whole.size() / 7) {
+        write_file(AP_FILE, whole.substr(0, size));
+        (void)lines_of([&] {
+            EXPECT_EQ(sqlite_init(), 0);
+            (void)sqlite_create_table();
+            apconfig_del_all();
+            (void)load_apconfig_from_flash();
+        });
+        record = make_record(M1, 1, AP_LINK_UP);
+        (void)lines_of([&] { write_record(); });
+        sqlite_exit();
+    }
+}
+
+TEST_F(SqlFaultWorld, a_file_with_flipped_bytes_opens_prints_and_harms_nothing)
+{
+    write_record();
+    sqlite_exit();
+    const std::string whole = read_file(AP_FILE);
+    unsigned int seed = 1;
+    for (int round = 0; round < 60; round++) {
+        std::string damaged = whole;
+        for (int i = 0; i < 20; i++) {
+            seed = seed * 1103515245 + 12345;
+            damaged[seed / 7 % damaged.size()] ^= static_cast<char>(1 + seed / 65536 % 255);
+        }
+        write_file(AP_FILE, damaged);
+        (void)lines_of([&] {
+            EXPECT_EQ(sqlite_init(), 0);
+            (void)sqlite_create_table();
+            apconfig_del_all();
+            (void)load_apconfig_from_flash();
+        });
+        record = make_record(test_mac(2), 1, AP_LINK_UP);
+        sql_flash_queue_in(CONFIG_SQL_ADD_AP, 0, record->ethaddr);
+        (void)lines_of([] { sql_flash_queue_out(); });
+        sqlite_exit();
+    }
+}
+
+TEST_F(SqlFaultWorld, a_read_only_file_still_loads_and_refuses_writes_with_a_line)
+{
+    write_record();
+    sqlite3* handle = nullptr;
+    ASSERT_EQ(sqlite3_open_v2(ac_path(AP_FILE).c_str(), &handle, SQLITE_OPEN_READONLY, nullptr), SQLITE_OK);
+    sqlite3_close(db.handle.exchange(handle));
+    apconfig_del_all();
+    (void)lines_of([] { EXPECT_EQ(load_apconfig_from_flash(), 0); });
+    APCONFIG* loaded = apconfig_find(M1.data());
+    ASSERT_NE(loaded, nullptr);
+    loaded->sql_flag = 1;
+    sql_flash_queue_in(CONFIG_SQL_LED, 0, M1.data());
+    EXPECT_EQ(lines_of([] { sql_flash_queue_out(); }),
+              "E|update,Error code:8,Reason:attempt to write a readonly database\n");
+}
