@@ -193,7 +193,8 @@ void require_stored(const stored_ap& before)
                      "an SSID survives a reload");
 }
 
-// The web interface's view of the table, into memory that holds its rows and no more.
+// The web interface's view of the table, into memory that holds a row per record and no more. An AP without radio 0 has
+// no row.
 void read_reports(std::size_t records)
 {
     std::vector<AC_WTP_WTP_TABLE> table(records);
@@ -201,10 +202,10 @@ void read_reports(std::size_t records)
     std::vector<AC_WTP_Ssid_Cfg_t> scan(records);
     if (records == 0) return;
     int rows = 0;
-    const int expected = static_cast<int>(records);
-    fuzz_require(apconfig_Traversal(table, &rows) == expected && rows == expected, "each AP has its row");
-    fuzz_require(apconfig_advance_obtain(advanced) == expected, "each AP has its advanced row");
-    fuzz_require(apconfig_ssid_scan_obtain(scan, &rows) == AC_RET_OK && rows <= expected, "online APs have a scan row");
+    const int most = static_cast<int>(records);
+    fuzz_require(apconfig_Traversal(table, &rows) == rows && rows <= most, "an AP has one row at most");
+    fuzz_require(apconfig_advance_obtain(advanced) <= most, "an AP has one advanced row at most");
+    fuzz_require(apconfig_ssid_scan_obtain(scan, &rows) == AC_RET_OK && rows <= most, "an AP has one scan row at most");
 }
 
 } // namespace

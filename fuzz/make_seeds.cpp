@@ -144,6 +144,10 @@ void report_seeds()
     seed().u8(0x16).u16(FUZZ_TYPE_DUAL).bytes(dual).write("report", "after_a_restore");
     seed().u8(0).u16(FUZZ_TYPE_DUAL).bytes(std::span(dual).first(dual.size() - 1)).write("report", "one_byte_short");
     seed().u8(0).u16(200).bytes(dual).write("report", "type_200");
+    std::vector<UINT8> version = dual;
+    version[2 + 55] = '\'';
+    version[2 + 87] = 1;
+    seed().u8(0x10).u16(FUZZ_TYPE_DUAL).bytes(version).write("report", "quote_in_the_version");
     std::vector<UINT8> quotes = dual;
     memset(quotes.data() + 24, '\'', 33); // the AP's name, and a length beyond it
     memset(quotes.data() + 160 + 6, '\'', 32);

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cstdarg>
 #include <fstream>
-#include <memory>
+#include <new>
 #include <optional>
 #include <string_view>
 
@@ -190,7 +190,8 @@ extern "C" int LLVMFuzzerTestOneInput(const UINT8* data, std::size_t size)
         text = fuzz_take_text(in, static_cast<std::size_t>(end - in.left.begin()));
         (void)fuzz_take_bytes(in, 1);
     }
-    const auto command = std::make_unique<host_command>();
+    alignas(host_command) static UINT8 memory[sizeof(host_command)]; // too large to be made afresh each time
+    auto* command = new (memory) host_command;
     form(*command, format.format, inputs.texts[0].c_str(), inputs.texts[1].c_str(), inputs.texts[2].c_str());
     check_journal(command->journal_line());
     if (command->refused() != nullptr) return 0;

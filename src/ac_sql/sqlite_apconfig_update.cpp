@@ -197,8 +197,14 @@ int add_basic_of(APCONFIG& elem)
                               elem.product_id, elem.product_name);
 }
 
+// Not without the AP's own row, whose write may have failed: the next load would stop at the first SSID of an AP that
+// it doesn't know, and every AP behind that row would come back without its SSIDs.
 int add_ssids_of(APCONFIG& elem)
 {
+    if (query_apbasic_exist(ac_mac_text(elem.ethaddr).c_str()) <= 0) {
+        AC_ERR("ap has no row, its ssids are not written\n");
+        return AC_RET_ERROR;
+    }
     return sqlite_add_apssid(elem.ethaddr, &elem.list_wl, &elem.list_rf, elem.p_wl_basic_policy_name,
                              elem.p_wl_rf_policy_name);
 }

@@ -246,6 +246,17 @@ TEST_F(SqlRowsWorld, a_version_with_a_quote_fails_its_row_and_reaches_no_other)
     EXPECT_EQ(cell(db, "select count(*) from ap_ssid"), "2");
 }
 
+TEST_F(SqlRowsWorld, an_ap_whose_own_row_fails_leaves_no_ssids_behind_that_would_stop_the_load)
+{
+    put(record->info_basic.version.version, "x'");
+    record->info_basic.version.version_length = 2;
+    EXPECT_EQ(lines_of([&] { sqlite_apconfig_add(record); }),
+              "E|insert error ret=1,errmsg=SQL logic error\nE|ap has no row, its ssids are not written\n");
+    EXPECT_EQ(lines_of([&] { EXPECT_EQ(sqlite_apconfig_update(CONFIG_SQL_WLRF, M1.data(), record), 255); }),
+              "E|ap has no row, its ssids are not written\n");
+    EXPECT_EQ(cell(db, "select count(*) from ap_ssid"), "0");
+}
+
 TEST_F(SqlRowsWorld, a_null_basic_gives_1001)
 {
     EXPECT_EQ(lines_of([&] {
