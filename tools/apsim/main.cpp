@@ -207,6 +207,12 @@ int run_bench_mode(const RunOptions& run)
     Measured main, bare;
     std::string text;
     nlohmann::json json;
+    if (!run.bare && run.settle > 0) {
+        progress(run, fmt::format("letting the controller settle for {:.1f} s ...", run.settle));
+        BenchOptions settle = run.bench;
+        settle.measured = run.settle;
+        (void)run_bench(run.fleet.controller, peers, settle, g_stop); // a new AP's first echoes cost it writes
+    }
     for (int pass = 0; pass < (run.ratio ? run.passes : 1); pass++) {
         if (run.bare || run.ratio) {
             const BareServer server;

@@ -208,6 +208,12 @@ void add_modes(CLI::App& app, RunOptions& run)
         ->type_name("N")
         ->check(CLI::Range(1, 100))
         ->capture_default_str();
+    bench
+        ->add_option("--settle", run.settle,
+                     "Real seconds of uncounted echoes first, while the controller still writes what the join brought")
+        ->type_name("SECONDS")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
     bench->add_option("--window", run.bench.window, "Echoes under way at the same time, each of another AP")
         ->type_name("N")
         ->check(CLI::Range(1, 1000))

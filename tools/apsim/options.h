@@ -26,6 +26,7 @@ struct RunOptions {
     bool bare = false;        // bench: only the bare loop
     bool ratio = false;       // bench: the bare loop and the controller
     int passes = 3;           // bench --ratio: of each
+    double settle = 5;        // bench: real seconds of uncounted echoes behind the join
     BenchOptions bench;
 };
 
