@@ -20,13 +20,13 @@ protected:
     // The answer to a configuration request of AP 1, with the parsing result `flag`.
     AC_RET answer(UINT16 proto, UINT16 ap_type, int flag, UINT16 msg_type = 8)
     {
-        const Bytes bytes = ApFrame{.mac = test_mac(1),
-                                    .msg_type = msg_type,
-                                    .payload = {},
-                                    .proto = proto,
-                                    .seq = 0x0A0B,
-                                    .ap_type = ap_type,
-                                    .reserve = 0x1234}
+        const Bytes bytes = ApDatagram{.mac = test_mac(1),
+                                       .msg_type = msg_type,
+                                       .payload = {},
+                                       .proto = proto,
+                                       .seq = 0x0A0B,
+                                       .ap_type = ap_type,
+                                       .reserve = 0x1234}
                                 .bytes();
         CLOUD_AP_UDP_PKT request;
         memcpy(static_cast<void*>(&request), bytes.data(), sizeof request);
@@ -442,14 +442,14 @@ class AcwtpNotices : public AcwtpConfig {
 protected:
     AC_RET time_to_ap()
     {
-        const Bytes bytes = ApFrame{.mac = test_mac(9),
-                                    .msg_type = 13,
-                                    .payload = {},
-                                    .proto = 3,
-                                    .seq = 0x0A0B,
-                                    .ap_type = 6,
-                                    .pkt_type = 0x5959,
-                                    .reserve = 0x1234}
+        const Bytes bytes = ApDatagram{.mac = test_mac(9),
+                                       .msg_type = 13,
+                                       .payload = {},
+                                       .proto = 3,
+                                       .seq = 0x0A0B,
+                                       .ap_type = 6,
+                                       .pkt_type = 0x5959,
+                                       .reserve = 0x1234}
                                 .bytes();
         CLOUD_AP_UDP_PKT request;
         memcpy(static_cast<void*>(&request), bytes.data(), sizeof request);

@@ -81,7 +81,7 @@ static Bytes le32(UINT32 value)
     return le16(value) + le16(value >> 16);
 }
 
-Bytes ApFrame::bytes() const
+Bytes ApDatagram::bytes() const
 {
     return Bytes(mac.begin(), mac.end()) + le16(proto) + le16(seq) + le16(pkt_type) + le16(reserve) + le16(ap_type) +
            Bytes{0x88, 0x17} + le16(msg_type) + le32(static_cast<UINT32>(payload.size())) + le32(crc) + payload;
@@ -186,7 +186,7 @@ int ExchangeWorld::posts()
     return count;
 }
 
-void ExchangeWorld::from_ap(const ApFrame& frame, const char* ip, UINT16 port)
+void ExchangeWorld::from_ap(const ApDatagram& frame, const char* ip, UINT16 port)
 {
     struct sockaddr_in from = {};
     from.sin_family = AF_INET;

@@ -37,7 +37,7 @@ struct Outstanding {
     std::vector<Mac> macs;
 };
 
-struct ApFrame {
+struct ApDatagram {
     Mac mac;
     UINT16 msg_type;
     Bytes payload;
@@ -68,7 +68,7 @@ protected:
     int posts(); // of sem_protocol; takes them
 
     // One datagram through reception and its queue's consumer.
-    void from_ap(const ApFrame& frame, const char* ip = "127.0.0.1", UINT16 port = 40000);
+    void from_ap(const ApDatagram& frame, const char* ip = "127.0.0.1", UINT16 port = 40000);
     void discover(const Mac& mac, UINT16 ap_type = 7, UINT16 proto = 4);
     // A joined entry in AC_RUNNING and a count of one more; no timers that matter.
     void join_running(const Mac& mac);

@@ -123,9 +123,9 @@ TEST_F(SqlFlashWorld, the_first_note_of_any_type_writes_a_new_record_whole_and_n
     sql_flash_queue_in(CONFIG_SQL_STATUS, 0, fresh.data());
     const auto texts = pass();
     EXPECT_EQ(ap->sql_flag, 1);
-    ASSERT_EQ(texts.size(), 4u); // each insert with its count
+    ASSERT_EQ(texts.size(), 5u); // each insert with its count, and before the SSIDs whether their AP's row was written
     EXPECT_EQ(texts[1].substr(0, 20), "insert into ap_basic");
-    EXPECT_EQ(texts[3].substr(0, 19), "insert into ap_ssid");
+    EXPECT_EQ(texts[4].substr(0, 19), "insert into ap_ssid");
     sql_flash_queue_in(CONFIG_SQL_STATUS, 0, fresh.data());
     EXPECT_EQ(pass(), std::vector<std::string>{"update ap_basic set status=1 where apmac='02:00:00:00:00:02'"});
 }
@@ -146,9 +146,9 @@ TEST_F(SqlFlashWorld, after_a_restart_the_first_note_rewrites_the_rows_by_update
     record->sql_flag = 0; // as a load leaves it
     sql_flash_queue_in(CONFIG_SQL_LED, 0, M1.data());
     const auto texts = pass();
-    ASSERT_EQ(texts.size(), 5u); // count and update of ap_basic; count and two updates of ap_ssid
+    ASSERT_EQ(texts.size(), 6u); // count, update of ap_basic, whether it is there; count and two updates of ap_ssid
     EXPECT_EQ(texts[1].substr(0, 20), "update ap_basic set ");
-    EXPECT_EQ(texts[3].substr(0, 19), "update ap_ssid set ");
+    EXPECT_EQ(texts[4].substr(0, 19), "update ap_ssid set ");
     EXPECT_EQ(cell(db, "select count(*) from ap_basic"), "1");
     EXPECT_EQ(cell(db, "select count(*) from ap_ssid"), "2");
 }
