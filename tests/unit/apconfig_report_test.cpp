@@ -423,6 +423,17 @@ TEST_F(ApconfigReport, an_ap_with_one_radio_shows_its_ssids)
     EXPECT_EQ(text_of(row.ssid[1]), "");
 }
 
+TEST_F(ApconfigReport, a_5ghz_ssid_of_an_ap_without_radio_1_is_left_out_of_the_scan)
+{
+    APCONFIG* node = make_record(mac, SINGLE, 1);
+    wl_of(node, 1).ssid_id = 8; // a report may say so
+    const AC_WTP_Ssid_Cfg_t row = scan_row();
+    EXPECT_EQ(row.real_channel, 6);
+    EXPECT_EQ(row.real_channel_5g, 0);
+    EXPECT_EQ(text_of(row.ssid[8]), "");
+    EXPECT_EQ(row.maxNum[8], 0);
+}
+
 TEST_F(ApconfigReport, a_channel_without_an_enabled_ssid_is_not_shown)
 {
     APCONFIG* node = full_record();

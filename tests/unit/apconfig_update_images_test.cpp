@@ -81,6 +81,16 @@ TEST_F(ApconfigUpdate, a_disabled_ssid_image_changes_nothing_but_the_switch)
     EXPECT_EQ(rf_of(node, 1).RF_basic_setting & 2, 2);
 }
 
+TEST_F(ApconfigUpdate, a_disabled_image_of_the_longer_form_changes_nothing_but_the_switch)
+{
+    APCONFIG* node = record();
+    wl_of(node, 3).wl_basic_set = 0xFF;
+    Bytes expected = raw(wl_of(node, 3));
+    expected[1] = 0xFD;
+    EXPECT_EQ(update(command(SET_AP_CONFIG_REQ, 16), wl_all_request({wl_all_image(3, 0xFD)})), 0);
+    EXPECT_EQ(raw(wl_of(node, 3)), expected);
+}
+
 TEST_F(ApconfigUpdate, switching_ssid_0_off_switches_radio_0_off)
 {
     APCONFIG* node = record();
