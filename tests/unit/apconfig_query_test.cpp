@@ -270,6 +270,15 @@ TEST_F(ApconfigQuery, two_thousand_offline_aps_are_kept)
     EXPECT_TRUE(take_notes().empty());
 }
 
+TEST_F(ApconfigQuery, fewer_than_2000_offline_aps_are_kept)
+{
+    make_many(0, 1999, AP_LINK_DOWN);
+    take_notes();
+    apconfig_check_unonline_num();
+    EXPECT_EQ(walk().size(), 1999U);
+    EXPECT_TRUE(take_notes().empty());
+}
+
 TEST_F(ApconfigQuery, of_2001_offline_aps_the_first_of_the_walk_is_deleted_with_its_rows)
 {
     make_many(0, 2001, AP_LINK_DOWN);

@@ -123,7 +123,9 @@ TEST_F(ApconfigUpdateParts, a_client_list_of_64_is_taken_and_one_of_65_refused)
     EXPECT_EQ(apconfig_mib_update_client(mac.data(), Bytes(64 * 6, 0xAA), 64), 0);
     EXPECT_EQ(node->info_client.num, 64);
     EXPECT_EQ(raw(node->info_client.online_client), Bytes(384, 0xAA));
-    EXPECT_EQ(apconfig_mib_update_client(mac.data(), Bytes(65 * 6, 0xBB), 65), 255);
+    const std::string out =
+        output_of([&] { EXPECT_EQ(apconfig_mib_update_client(mac.data(), Bytes(65 * 6, 0xBB), 65), 255); });
+    EXPECT_EQ(error_texts(out), Texts{"client list does not fit, num:65 len:390\n"});
     EXPECT_EQ(raw(node->info_client.online_client), Bytes(384, 0xAA));
 }
 
