@@ -14,6 +14,8 @@
 #include "ac_wtp_protocol/ac_joined_list.h"
 #include "ac_wtp_protocol/thread_discovery_handle.h"
 #include "ac_wtp_protocol/thread_manage_handle.h"
+#include "ac_wtp_protocol/timer.h"
+#include "platform/ac_clock.h"
 #include "test_world.h"
 
 using Bytes = std::vector<UINT8>;
@@ -23,6 +25,15 @@ inline std::string said(const std::string& output)
 {
     static const std::regex prefix("Error->[A-Za-z_0-9]+\\([0-9]+\\)--");
     return std::regex_replace(output, prefix, "");
+}
+
+// Ticks of 10 seconds until that much time has passed.
+inline void pass(int seconds)
+{
+    for (int left = seconds; left > 0; left -= ACWTP_TICK_SECONDS) {
+        ac_clock_advance(ACWTP_TICK_SECONDS);
+        echo_timer_tick();
+    }
 }
 
 inline Bytes join_bytes(Bytes head, const Bytes& tail)
