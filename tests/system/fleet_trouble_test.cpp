@@ -14,6 +14,10 @@ TEST(FleetTrouble, two_hundred_aps_live_ten_minutes_with_loss_and_no_wrong_trans
     options.up.loss = 0.10;
     options.down.loss = 0.10;
     options.seed = 20;
+    // On a busy machine an answer may take longer than the usual pause between two discovery requests. The controller
+    // then comes to the repeat when the AP already runs and rightly begins its join anew: not what is looked for here.
+    options.start_spread = 120 * apsim::second;
+    options.timers.discovery = 10 * apsim::second; // still six tries within the 60 s that the controller waits
     apsim::Fleet fleet(options);
     ASSERT_TRUE(all_run(fleet)) << daemon.log();
 
@@ -36,7 +40,7 @@ TEST(FleetTrouble, two_hundred_aps_live_ten_minutes_with_loss_and_no_wrong_trans
     EXPECT_EQ(sum.config_taken, static_cast<unsigned>(given_up));
     EXPECT_EQ(sum.config_refused, 0u);
     EXPECT_EQ(sum.bad_in, 0u);
-    EXPECT_EQ(sum.joins, 200u + sum.lost + sum.config_taken);
+    EXPECT_EQ(sum.joins, 200u + sum.lost + sum.join_restarted); // a stored configuration is taken before it runs
     for (const char* line :
          {"echo time out", "config failed", "CRC error", "not support", "proto_type", "is not exited\n"})
         EXPECT_EQ(daemon.log_count(line), 0) << line;
