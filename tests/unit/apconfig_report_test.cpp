@@ -235,6 +235,8 @@ TEST_F(ApconfigReport, an_ssid_number_out_of_range_is_not_shown_and_reaches_no_n
     const Bytes list = raw(list_row());
     const Bytes advance = raw(advance_row());
     const Bytes scan = raw(scan_row());
+    memset(wl_of(node, 9).ssid.ssid, 's', 32); // long enough to be seen wherever it lands
+    wl_of(node, 9).ssid.ssid_length = 32;
     for (UINT8 id : {UINT8{12}, UINT8{255}}) {
         wl_of(node, 9).wl_basic_set = 2;
         wl_of(node, 9).ssid_id = id;
