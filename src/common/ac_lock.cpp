@@ -55,20 +55,25 @@ void ac_mutex_destroy(ac_mutex& mutex)
     mutex.gone = true;
 }
 
-void ac_mutex_acquire(ac_mutex& mutex) AC_NO_TSA
+int ac_mutex_acquire(ac_mutex& mutex) AC_NO_TSA
 {
-    if (mutex.gone) return;
+    if (mutex.gone) return 0;
 #if defined(WTP_LOCK_ORDER)
     order_check(mutex);
 #endif
-    pthread_mutex_lock(&mutex.m);
+    const int result = pthread_mutex_lock(&mutex.m);
+#if defined(WTP_LOCK_ORDER)
+    if (result != 0) order_forget(mutex);
+#endif
+    return result;
 }
 
-void ac_mutex_release(ac_mutex& mutex) AC_NO_TSA
+int ac_mutex_release(ac_mutex& mutex) AC_NO_TSA
 {
-    if (mutex.gone) return;
-    pthread_mutex_unlock(&mutex.m);
+    if (mutex.gone) return 0;
+    const int result = pthread_mutex_unlock(&mutex.m);
 #if defined(WTP_LOCK_ORDER)
-    order_forget(mutex);
+    if (result == 0) order_forget(mutex);
 #endif
+    return result;
 }

@@ -43,9 +43,10 @@ struct AC_CAPABILITY("mutex") ac_mutex {
 void ac_mutex_init(ac_mutex& mutex);
 void ac_mutex_destroy(ac_mutex& mutex);
 
-// Used by ac_lock alone. Abort on a broken order in builds that check it.
-void ac_mutex_acquire(ac_mutex& mutex) AC_ACQUIRE(mutex);
-void ac_mutex_release(ac_mutex& mutex) AC_RELEASE(mutex);
+// Used by ac_lock, and by lockAcMsgMutex and unlockAcMsgMutex, which tell their callers how it went. 0, or what
+// pthreads gave. Abort on a broken order in builds that check it.
+int ac_mutex_acquire(ac_mutex& mutex) AC_ACQUIRE(mutex);
+int ac_mutex_release(ac_mutex& mutex) AC_RELEASE(mutex);
 
 class [[nodiscard]] AC_SCOPED_CAPABILITY ac_lock {
 public:

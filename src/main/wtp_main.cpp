@@ -22,6 +22,7 @@
 #include "ac_wtp_protocol/timer.h"
 #include "acwtp_msg/acwtp_msg.h"
 #include "acwtp_msg/acwtp_msged.h"
+#include "cgi_socket_handle/acmsg_server.h"
 #include "cloud_upgrade/upgrade_sync.h"
 #include "common/ac_alloc.h"
 #include "common/ac_err.h"
@@ -80,10 +81,11 @@ static void open_and_load_database()
     if (load_apconfig_from_flash() != AC_RET_OK) AC_ERR("load config err.\n");
 }
 
-static void start_thread(void* (*entry)(void*))
+static pthread_t acmsg_protocol_id; // the control thread; never joined
+
+static void start_thread(pthread_t* thread, void* (*entry)(void*))
 {
-    pthread_t thread;
-    if (pthread_create(&thread, nullptr, entry, nullptr) == 0) return;
+    if (pthread_create(thread, nullptr, entry, nullptr) == 0) return;
     AC_ERR("Create acmsg pthread error.\n");
     exit(1);
 }
@@ -140,8 +142,9 @@ int wtp_main()
     open_and_load_database();
     // Clients that were online when the last run ended are closed here.
     keep_loop = ACWTP_TRUE;
-    // The control thread starts here, before the flash thread.
-    start_thread(thread_write_flash);
+    start_thread(&acmsg_protocol_id, acmsg_cgi_thread);
+    pthread_t flash_thread;
+    start_thread(&flash_thread, thread_write_flash);
     // The default adverts, the portal's limits and its files for the web root have their place here.
     (void)ac_main(0, nullptr); // -1: the control and flash threads go on without an AP protocol
     while (keep_loop == ACWTP_TRUE)
