@@ -1,12 +1,12 @@
 // The advanced page as the web interface reads it.
 #include "common/ac_alloc.h"
 #include "common/config_ap_type.h"
-#include "control_kit.h"
 #include "main/wtp_advance.h"
+#include "wtp_kit.h"
 
 using namespace apconfig_test;
 
-class WtpAdvancePage : public ControlWorld {
+class WtpAdvancePage : public WtpWorld {
 protected:
     // The page in a zeroed buffer of that size.
     Bytes page(std::size_t size = 80000)
@@ -137,7 +137,7 @@ TEST_F(WtpAdvancePage, the_page_is_answered_with_type_22)
 {
     policies();
     APCONFIG* node = dressed(make_record(test_mac(1), 1, AP_LINK_UP));
-    Bytes expected = control_head(0, 0, 22, 0, 212 + 707);
+    Bytes expected = wtp_head(0, 0, 22, 0, 212 + 707);
     append(expected, head_of_policies());
     append(expected, row_of(node));
     EXPECT_EQ(exchange(GET_AP_CONFIG_ADVANCE_REQ, 0, {}), expected);
@@ -149,6 +149,6 @@ TEST_F(WtpAdvancePage, the_result_is_255_where_it_worked_and_0_after_an_empty_an
     EXPECT_EQ(written_by([&](int fd) { result = get_wtp_advance_config(fd); }).size(), 40u);
     EXPECT_EQ(result, 255);
     ac_alloc_fail_after(0);
-    EXPECT_EQ(written_by([&](int fd) { result = get_wtp_advance_config(fd); }), control_head(0, 0, 22, 0, 0));
+    EXPECT_EQ(written_by([&](int fd) { result = get_wtp_advance_config(fd); }), wtp_head(0, 0, 22, 0, 0));
     EXPECT_EQ(result, 0);
 }

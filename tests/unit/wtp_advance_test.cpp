@@ -4,18 +4,18 @@
 #include "ac_mib/sql_flash_queue.h"
 #include "common/ac_alloc.h"
 #include "common/config_ap_type.h"
-#include "control_kit.h"
 #include "platform/ac_clock.h"
+#include "wtp_kit.h"
 
 using namespace apconfig_test;
 
 static const char NO_POLICY[] = "\xE6\x97\xA0\xE7\xAD\x96\xE7\x95\xA5"; // as the web interface shows it
 
-class WtpAdvance : public ControlWorld {
+class WtpAdvance : public WtpWorld {
 protected:
     void SetUp() override
     {
-        ControlWorld::SetUp();
+        WtpWorld::SetUp();
         run(policy_db, "insert into reboot_policy values(1,1,'night',1,2,90)");
         run(policy_db, "insert into alarm_policy values(1,'loud',1,'ops@example.net','secret',300,1,151038144,7,40,"
                        "65536,465,1)");
@@ -55,11 +55,11 @@ protected:
     }
     int advance(const Bytes& body, int ap_num = 1, int action = 0, int ap_flag = 0)
     {
-        return set_wtp_advance_config(control_request(SET_AP_CONFIG_ADVANCE_REQ, ap_num, body, action, ap_flag).get());
+        return set_wtp_advance_config(wtp_request(SET_AP_CONFIG_ADVANCE_REQ, ap_num, body, action, ap_flag).get());
     }
     int qvlan(const Bytes& body, int ap_num = 1)
     {
-        return set_wtp_qvlan_config(control_request(SET_AP_CONFIG_QVLAN_REQ, ap_num, body).get());
+        return set_wtp_qvlan_config(wtp_request(SET_AP_CONFIG_QVLAN_REQ, ap_num, body).get());
     }
     std::vector<int> note_types()
     {
@@ -323,7 +323,7 @@ TEST_F(WtpAdvance, a_binding_for_an_ap_that_is_away_lifts_its_version_once)
 TEST_F(WtpAdvance, without_memory_for_the_message_the_table_leads_all_the_same)
 {
     APCONFIG* node = ap();
-    const ControlRequest request = control_request(SET_AP_CONFIG_ADVANCE_REQ, 1, behind(macs({1}), {0}), 1);
+    const WtpRequest request = wtp_request(SET_AP_CONFIG_ADVANCE_REQ, 1, behind(macs({1}), {0}), 1);
     ac_alloc_fail_after(0);
     EXPECT_EQ(lines_of([&] { EXPECT_EQ(set_wtp_advance_config(request.get()), 1001); }), "E|malloc failed\n");
     EXPECT_EQ(raw(node->info_alarm), Bytes(8));
@@ -334,8 +334,7 @@ TEST_F(WtpAdvance, without_memory_for_the_message_the_table_leads_all_the_same)
 TEST_F(WtpAdvance, a_password_policy_sends_65_bytes_and_binds_its_name)
 {
     APCONFIG* node = ap();
-    const ControlRequest request =
-        control_request(SET_AP_CONFIG_ADVANCE_REQ, 1, behind(macs({1}), names("", "", "staff", "")));
+    const WtpRequest request = wtp_request(SET_AP_CONFIG_ADVANCE_REQ, 1, behind(macs({1}), names("", "", "staff", "")));
     EXPECT_EQ(set_wtp_password_config(request.get()), 0);
     Bytes message(71);
     put(message, 0, {0x02, 0, 0, 0, 0, 1});
@@ -355,8 +354,8 @@ TEST_F(WtpAdvance, no_password_policy_chosen_changes_nothing)
 {
     APCONFIG* node = ap();
     for (const char* none : {"", NO_POLICY}) {
-        const ControlRequest request =
-            control_request(SET_AP_CONFIG_ADVANCE_REQ, 1, behind(macs({1}), names("", "", none, "")));
+        const WtpRequest request =
+            wtp_request(SET_AP_CONFIG_ADVANCE_REQ, 1, behind(macs({1}), names("", "", none, "")));
         EXPECT_EQ(lines_of([&] { EXPECT_EQ(set_wtp_password_config(request.get()), 0); }), "");
     }
     EXPECT_TRUE(take_items().empty());
@@ -366,8 +365,8 @@ TEST_F(WtpAdvance, no_password_policy_chosen_changes_nothing)
 TEST_F(WtpAdvance, a_password_or_deployment_policy_that_is_not_there_is_a_line)
 {
     APCONFIG* node = ap();
-    const ControlRequest request =
-        control_request(SET_AP_CONFIG_ADVANCE_REQ, 1, behind(macs({1}), names("", "", "gone", "gone")));
+    const WtpRequest request =
+        wtp_request(SET_AP_CONFIG_ADVANCE_REQ, 1, behind(macs({1}), names("", "", "gone", "gone")));
     EXPECT_EQ(lines_of([&] { EXPECT_EQ(set_wtp_password_config(request.get()), 255); }), "E|.\n");
     EXPECT_EQ(lines_of([&] { EXPECT_EQ(set_wl_deploy_config(request.get()), 255); }), "E|.\n");
     EXPECT_TRUE(take_items().empty());
@@ -378,9 +377,9 @@ TEST_F(WtpAdvance, password_and_deployment_names_must_be_whole)
 {
     ap();
     const Bytes body = behind(macs({1}), names("", "", "staff", "hall"));
-    const ControlRequest short_password = control_request(SET_AP_CONFIG_ADVANCE_REQ, 1, cut(body, 101));
+    const WtpRequest short_password = wtp_request(SET_AP_CONFIG_ADVANCE_REQ, 1, cut(body, 101));
     EXPECT_EQ(set_wtp_password_config(short_password.get()), 255);
-    const ControlRequest short_deploy = control_request(SET_AP_CONFIG_ADVANCE_REQ, 1, cut(body, 133));
+    const WtpRequest short_deploy = wtp_request(SET_AP_CONFIG_ADVANCE_REQ, 1, cut(body, 133));
     EXPECT_EQ(set_wl_deploy_config(short_deploy.get()), 255);
     EXPECT_EQ(set_wtp_password_config(short_deploy.get()), 0);
     EXPECT_EQ(take_items().size(), 1u);
@@ -392,8 +391,8 @@ TEST_F(WtpAdvance, a_deployment_policy_sends_3_bytes_and_binds_its_name)
 {
     APCONFIG* first = ap(1);
     APCONFIG* second = ap(2);
-    const ControlRequest request =
-        control_request(SET_AP_CONFIG_ADVANCE_REQ, 2, behind(macs({1, 2}), names("", "", "", "hall")));
+    const WtpRequest request =
+        wtp_request(SET_AP_CONFIG_ADVANCE_REQ, 2, behind(macs({1, 2}), names("", "", "", "hall")));
     EXPECT_EQ(set_wl_deploy_config(request.get()), 0);
     const std::vector<WorkItem> items = take_items();
     ASSERT_EQ(items.size(), 1u);
@@ -493,7 +492,7 @@ TEST_F(WtpAdvance, a_deletion_must_hold_exactly_its_names_and_is_answered_all_th
 
 TEST_F(WtpAdvance, the_result_of_a_deletion_is_that_of_the_last_table)
 {
-    const ControlRequest request = control_request(SET_ADVANCE_POLICY_REQ, 1, name32("night"));
+    const WtpRequest request = wtp_request(SET_ADVANCE_POLICY_REQ, 1, name32("night"));
     run(policy_db, "drop table reboot_policy");
     int result = -1;
     EXPECT_EQ(lines_of([&] { written_by([&](int fd) { result = del_advance_policy(fd, request.get()); }); }),

@@ -7,12 +7,12 @@
 #include "common/ac_alloc.h"
 #include "common/ac_atomic.h"
 #include "common/config_ap_type.h"
-#include "control_kit.h"
 #include "main/wtp_report.h"
+#include "wtp_kit.h"
 
 using namespace apconfig_test;
 
-class WtpDaemon : public ControlWorld {
+class WtpDaemon : public WtpWorld {
 protected:
     void join(int number)
     {
@@ -40,7 +40,7 @@ protected:
 
 TEST_F(WtpDaemon, the_counts_of_an_empty_table_are_zeros_in_a_header_of_type_35)
 {
-    EXPECT_EQ(exchange(GET_WTP_NUM_REQ, 0, {}), control_head(0, 0, 35, 0, 0));
+    EXPECT_EQ(exchange(GET_WTP_NUM_REQ, 0, {}), wtp_head(0, 0, 35, 0, 0));
 }
 
 TEST_F(WtpDaemon, the_counts_stand_in_the_fields_of_the_header)
@@ -49,14 +49,14 @@ TEST_F(WtpDaemon, the_counts_stand_in_the_fields_of_the_header)
     make_record(test_mac(2), 1, AP_UPGRADING)->info_client.num = 4;
     make_record(test_mac(3), 1, AP_LINK_DOWN)->info_client.num = 60;
     make_record(test_mac(4), 1, AP_UPGRAD_SUCCESS)->info_client.num = 60;
-    EXPECT_EQ(exchange(GET_WTP_NUM_REQ, 0, {}), control_head(4, 2, 35, 7, 0));
+    EXPECT_EQ(exchange(GET_WTP_NUM_REQ, 0, {}), wtp_head(4, 2, 35, 7, 0));
 }
 
 TEST_F(WtpDaemon, of_the_clients_the_low_16_bits_are_told)
 {
     make_record(test_mac(1), 1, AP_LINK_UP)->info_client.num = 65530;
     make_record(test_mac(2), 1, AP_LINK_UP)->info_client.num = 8;
-    EXPECT_EQ(exchange(GET_WTP_NUM_REQ, 0, {}), control_head(2, 2, 35, 2, 0));
+    EXPECT_EQ(exchange(GET_WTP_NUM_REQ, 0, {}), wtp_head(2, 2, 35, 2, 0));
 }
 
 TEST_F(WtpDaemon, counts_that_nobody_takes_are_a_line)
@@ -138,7 +138,7 @@ TEST_F(WtpDaemon, another_debug_type_is_only_answered)
 
 TEST_F(WtpDaemon, the_list_of_an_empty_table_has_no_rows_and_no_bytes)
 {
-    EXPECT_EQ(exchange(GET_AP_ALL_REQ, 0, {}), control_head(0, 0, 24, 0, 0));
+    EXPECT_EQ(exchange(GET_AP_ALL_REQ, 0, {}), wtp_head(0, 0, 24, 0, 0));
 }
 
 TEST_F(WtpDaemon, the_list_of_all_aps_has_type_24_the_row_count_and_528_bytes_a_row)
@@ -159,7 +159,7 @@ TEST_F(WtpDaemon, the_list_of_all_aps_has_type_24_the_row_count_and_528_bytes_a_
     put(row, 479, {6, 0, 20});
     put(row, 486, "V1.0.0");
     put(row, 518, {1, 0, 0, 1, 0, 2, 0, 1});
-    Bytes expected = control_head(0, 0, 24, 1, 528);
+    Bytes expected = wtp_head(0, 0, 24, 1, 528);
     append(expected, row);
     EXPECT_EQ(exchange(GET_AP_ALL_REQ, 0, {}), expected);
 }
@@ -171,7 +171,7 @@ TEST_F(WtpDaemon, an_ap_without_its_first_radio_is_missing_from_the_list)
     apconfig_find_rf_node(&apconfig_find(test_mac(2).data())->list_rf, 0)->rf.RF_basic_setting |= 1;
     const Bytes reply = exchange(GET_AP_ALL_REQ, 0, {});
     ASSERT_EQ(reply.size(), 20u + 2 * 528);
-    EXPECT_EQ(Bytes(reply.begin(), reply.begin() + 20), control_head(0, 0, 24, 2, 2 * 528));
+    EXPECT_EQ(Bytes(reply.begin(), reply.begin() + 20), wtp_head(0, 0, 24, 2, 2 * 528));
 }
 
 TEST_F(WtpDaemon, the_bytes_of_the_list_are_counted_and_a_failure_is_minus_1)

@@ -4,14 +4,14 @@
 #include "ac_mib/sql_flash_queue.h"
 #include "common/ac_alloc.h"
 #include "common/config_ap_type.h"
-#include "control_kit.h"
+#include "wtp_kit.h"
 
 using namespace apconfig_test;
 
 static constexpr UINT16 ONE_RADIO = 1;
 static constexpr UINT16 TWO_RADIOS = 67;
 
-class WtpPage : public ControlWorld {
+class WtpPage : public WtpWorld {
 protected:
     APCONFIG* ap(UINT16 type = TWO_RADIOS, UINT8 status = AP_LINK_UP, const char* version = "1")
     {
@@ -22,7 +22,7 @@ protected:
     CONFIG_WL_RF& radio(APCONFIG* node, UINT8 number) { return apconfig_find_rf_node(&node->list_rf, number)->rf; }
     int set(const Bytes& body, int ap_num = 1)
     {
-        return set_wtp_config(control_request(SET_AP_CONFIG_REQ, ap_num, body).get());
+        return set_wtp_config(wtp_request(SET_AP_CONFIG_REQ, ap_num, body).get());
     }
 };
 
@@ -63,7 +63,7 @@ TEST_F(WtpPage, the_page_of_an_ap_with_two_radios_holds_its_addresses_and_both_r
     put(expected, 63, {1, 0, 2, 12, 4, 14, 6, 16, 1, 11, 5, 15, 3, 13, 7, 17, 8, 18, 9, 19, 1, 0, 0, 1, 1, 0, 1, 0});
     UINT8 buf[92] = {};
     int len = 0;
-    EXPECT_EQ(get_wtp_config_only(control_request(GET_AP_CONFIG_REQ, 1, macs({1})).get(), buf, &len), 0);
+    EXPECT_EQ(get_wtp_config_only(wtp_request(GET_AP_CONFIG_REQ, 1, macs({1})).get(), buf, &len), 0);
     EXPECT_EQ(len, 92);
     EXPECT_EQ(Bytes(buf, buf + 92), expected);
 }
@@ -77,7 +77,7 @@ TEST_F(WtpPage, the_second_slot_of_an_ap_with_one_radio_stays_empty)
     put(expected, 73, {20});
     UINT8 buf[92] = {};
     int len = 0;
-    EXPECT_EQ(get_wtp_config_only(control_request(GET_AP_CONFIG_REQ, 1, macs({1})).get(), buf, &len), 0);
+    EXPECT_EQ(get_wtp_config_only(wtp_request(GET_AP_CONFIG_REQ, 1, macs({1})).get(), buf, &len), 0);
     EXPECT_EQ(Bytes(buf, buf + 92), expected);
 }
 
@@ -87,7 +87,7 @@ TEST_F(WtpPage, an_ap_that_lacks_a_radio_leaves_its_slot_empty)
     radio(node, 0).RF_basic_setting |= 1; // both are radio 1 now
     UINT8 buf[92] = {};
     int len = 0;
-    EXPECT_EQ(get_wtp_config_only(control_request(GET_AP_CONFIG_REQ, 1, macs({1})).get(), buf, &len), 0);
+    EXPECT_EQ(get_wtp_config_only(wtp_request(GET_AP_CONFIG_REQ, 1, macs({1})).get(), buf, &len), 0);
     EXPECT_EQ(buf[63], 0);
     EXPECT_EQ(buf[64], 1);
 }
@@ -96,7 +96,7 @@ TEST_F(WtpPage, a_page_of_an_unknown_ap_is_refused_with_a_line)
 {
     UINT8 buf[92] = {};
     int len = 7;
-    const ControlRequest request = control_request(GET_AP_CONFIG_REQ, 1, macs({1}));
+    const WtpRequest request = wtp_request(GET_AP_CONFIG_REQ, 1, macs({1}));
     EXPECT_EQ(lines_of([&] { EXPECT_EQ(get_wtp_config_only(request.get(), buf, &len), 255); }), "E|\n");
     EXPECT_EQ(lines_of([&] { EXPECT_EQ(get_wtp_config_only(nullptr, buf, &len), 255); }), "");
     EXPECT_EQ(len, 7);
@@ -108,9 +108,9 @@ TEST_F(WtpPage, a_request_for_a_page_needs_six_bytes_and_the_buffer_ninety_two)
     ap();
     UINT8 buf[92] = {};
     int len = 0;
-    const ControlRequest five = control_request(GET_AP_CONFIG_REQ, 1, cut(macs({1}), 5));
+    const WtpRequest five = wtp_request(GET_AP_CONFIG_REQ, 1, cut(macs({1}), 5));
     EXPECT_EQ(lines_of([&] { EXPECT_EQ(get_wtp_config_only(five.get(), buf, &len), 255); }), "E|\n");
-    const ControlRequest six = control_request(GET_AP_CONFIG_REQ, 0, macs({1}));
+    const WtpRequest six = wtp_request(GET_AP_CONFIG_REQ, 0, macs({1}));
     EXPECT_EQ(lines_of([&] { EXPECT_EQ(get_wtp_config_only(six.get(), {buf, 91}, &len), 255); }), "E|\n");
     EXPECT_EQ(get_wtp_config_only(six.get(), buf, &len), 0) << "ap_num is not looked at";
 }
@@ -118,7 +118,7 @@ TEST_F(WtpPage, a_request_for_a_page_needs_six_bytes_and_the_buffer_ninety_two)
 TEST_F(WtpPage, a_page_is_answered_with_type_24_and_92_bytes)
 {
     give_addresses(ap());
-    Bytes expected = control_head(0, 0, 24, 0, 92);
+    Bytes expected = wtp_head(0, 0, 24, 0, 92);
     append(expected, page_image());
     put(expected, 83, {1, 1});
     put(expected, 89, {6, 36});
@@ -130,7 +130,7 @@ TEST_F(WtpPage, the_page_of_an_unknown_ap_is_answered_with_type_24_and_no_bytes)
 {
     Bytes reply;
     EXPECT_EQ(lines_of([&] { reply = exchange(GET_AP_CONFIG_REQ, 1, macs({1})); }), "E|\n");
-    EXPECT_EQ(reply, control_head(0, 0, 24, 0, 0));
+    EXPECT_EQ(reply, wtp_head(0, 0, 24, 0, 0));
 }
 
 // --- setting ---------------------------------------------------------------------------------------------------------
@@ -286,7 +286,7 @@ TEST_F(WtpPage, without_memory_for_the_message_the_table_leads_all_the_same)
     APCONFIG* node = ap();
     Bytes body = page_body();
     put(body, 75, {11});
-    const ControlRequest request = control_request(SET_AP_CONFIG_REQ, 1, body);
+    const WtpRequest request = wtp_request(SET_AP_CONFIG_REQ, 1, body);
     ac_alloc_fail_after(0);
     EXPECT_EQ(lines_of([&] { EXPECT_EQ(set_wtp_config(request.get()), 1001); }), "E|malloc failed\n");
     ac_alloc_fail_after(-1);

@@ -5,11 +5,11 @@
 #include "ac_wtp_protocol/ac_joined_list.h"
 #include "common/ac_alloc.h"
 #include "common/config_ap_type.h"
-#include "control_kit.h"
+#include "wtp_kit.h"
 
 using namespace apconfig_test;
 
-class WtpSimple : public ControlWorld {
+class WtpSimple : public WtpWorld {
 protected:
     APCONFIG* ap(UINT8 status = AP_LINK_UP, const char* version = "1", int number = 1)
     {
@@ -19,20 +19,17 @@ protected:
     }
     int remark(const Bytes& body, int ap_num = 1)
     {
-        return set_wtp_remark(control_request(SET_AP_REMARK_REQ, ap_num, body).get());
+        return set_wtp_remark(wtp_request(SET_AP_REMARK_REQ, ap_num, body).get());
     }
     int limit(const Bytes& body, int ap_num = 1)
     {
-        return set_wtp_limit(control_request(SET_AP_CLI_LIMIT, ap_num, body).get());
+        return set_wtp_limit(wtp_request(SET_AP_CLI_LIMIT, ap_num, body).get());
     }
     int channel(const Bytes& body, int ap_num = 1)
     {
-        return set_wtp_channel(control_request(SET_AP_CHANNEL, ap_num, body).get());
+        return set_wtp_channel(wtp_request(SET_AP_CHANNEL, ap_num, body).get());
     }
-    int remove(const Bytes& body, int ap_num)
-    {
-        return set_ap_delete(control_request(DELETE_AP_REQ, ap_num, body).get());
-    }
+    int remove(const Bytes& body, int ap_num) { return set_ap_delete(wtp_request(DELETE_AP_REQ, ap_num, body).get()); }
     Bytes named(const std::string& name)
     {
         Bytes body = macs({1});
@@ -197,7 +194,7 @@ TEST_F(WtpSimple, limit_and_channel_for_an_unknown_ap_are_refused_silently)
 TEST_F(WtpSimple, a_limit_that_the_queue_refuses_leaves_the_table_as_it_is)
 {
     APCONFIG* node = ap();
-    const ControlRequest request = control_request(SET_AP_CLI_LIMIT, 1, {0x02, 0, 0, 0, 0, 1, 9, 17});
+    const WtpRequest request = wtp_request(SET_AP_CLI_LIMIT, 1, {0x02, 0, 0, 0, 0, 1, 9, 17});
     ac_alloc_fail_after(1); // the message is there, the queue's copy isn't
     EXPECT_EQ(lines_of([&] { EXPECT_EQ(set_wtp_limit(request.get()), 1001); }),
               "E|Add new node failed.\nE|Insert list failed.E|");

@@ -1,4 +1,4 @@
-#include "control_kit.h"
+#include "wtp_kit.h"
 
 #include <sys/socket.h>
 #include <unistd.h>
@@ -7,7 +7,7 @@
 
 using namespace apconfig_test;
 
-ControlRequest control_request(int type, int ap_num, const Bytes& body, int action, int ap_flag)
+WtpRequest wtp_request(int type, int ap_num, const Bytes& body, int action, int ap_flag)
 {
     AC_MSG_PKT* msg = ac_msg_alloc(body.size());
     msg->ap_flag = static_cast<UINT16>(ap_flag);
@@ -16,10 +16,10 @@ ControlRequest control_request(int type, int ap_num, const Bytes& body, int acti
     msg->ap_num = static_cast<UINT16>(ap_num);
     msg->msg_data_len = static_cast<int>(body.size());
     std::copy(body.begin(), body.end(), ac_msg_room(msg).begin());
-    return ControlRequest(msg);
+    return WtpRequest(msg);
 }
 
-Bytes control_head(int ap_flag, int action, int type, int ap_num, int length)
+Bytes wtp_head(int ap_flag, int action, int type, int ap_num, int length)
 {
     Bytes head(20);
     put(head, 0,
@@ -37,7 +37,7 @@ static Bytes read_all(int fd)
     return bytes;
 }
 
-Bytes ControlWorld::written_by(const std::function<void(int fd)>& action)
+Bytes WtpWorld::written_by(const std::function<void(int fd)>& action)
 {
     int ends[2];
     EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
@@ -48,9 +48,9 @@ Bytes ControlWorld::written_by(const std::function<void(int fd)>& action)
     return bytes;
 }
 
-Bytes ControlWorld::exchange(int type, int ap_num, const Bytes& body, int action, int ap_flag)
+Bytes WtpWorld::exchange(int type, int ap_num, const Bytes& body, int action, int ap_flag)
 {
-    Bytes message = control_head(ap_flag, action, type, ap_num, static_cast<int>(body.size()));
+    Bytes message = wtp_head(ap_flag, action, type, ap_num, static_cast<int>(body.size()));
     append(message, body);
     int ends[2];
     EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
@@ -62,7 +62,7 @@ Bytes ControlWorld::exchange(int type, int ap_num, const Bytes& body, int action
     return reply;
 }
 
-Bytes ControlWorld::macs(std::initializer_list<int> numbers)
+Bytes WtpWorld::macs(std::initializer_list<int> numbers)
 {
     Bytes bytes;
     for (int number : numbers) {
@@ -72,7 +72,7 @@ Bytes ControlWorld::macs(std::initializer_list<int> numbers)
     return bytes;
 }
 
-std::string ControlWorld::version_of(const APCONFIG* node)
+std::string WtpWorld::version_of(const APCONFIG* node)
 {
     return text_of(node->AP_config_version);
 }
