@@ -160,8 +160,7 @@ AC_RET manage_apconfig_response(const UINT8* ethaddr, UINT16 seq_num, UINT16 msg
     return AC_RET_OK;
 }
 
-// At most 7 characters of the zone file, as a number; 0 where there is none.
-static CONFIG_TIME time_and_zone()
+CONFIG_TIME acwtp_time_and_zone()
 {
     char text[8] = {};
     const ac_path path(TIME_ZONE_FILE);
@@ -175,7 +174,7 @@ static CONFIG_TIME time_and_zone()
 
 AC_RET manage_aptime_req(const UINT8* ethaddr, const UINT8* ip, UINT16 port, const CLOUD_AP_UDP_PKT* req_pkt)
 {
-    const CONFIG_TIME now = time_and_zone();
+    const CONFIG_TIME now = acwtp_time_and_zone();
     if (req_pkt == nullptr) return AC_RET_ERROR;
     alignas(CLOUD_AP_UDP_PKT) UINT8 buffer[64] = {};
     auto* frame = reinterpret_cast<CLOUD_AP_UDP_PKT*>(buffer);
@@ -194,7 +193,7 @@ AC_RET manage_aptime_req(const UINT8* ethaddr, const UINT8* ip, UINT16 port, con
 
 int manage_broadcast_pkt_to_ap(int type)
 {
-    const CONFIG_TIME now = time_and_zone();
+    const CONFIG_TIME now = acwtp_time_and_zone();
     alignas(CLOUD_AP_UDP_PKT) UINT8 buffer[AC_FRAME_HEAD + sizeof now] = {};
     auto* frame = reinterpret_cast<CLOUD_AP_UDP_PKT*>(buffer);
     frame->vendor = AC_VENDOR;

@@ -33,6 +33,9 @@ AC_RET assem_config_resp_pkt_v2(CLOUD_AP_UDP_PKT* send_msg, int flag, const UINT
 // network.
 AC_RET manage_apconfig_response(const UINT8* ethaddr, UINT16 seq_num, UINT16 msg_type, const UINT8* ip);
 
+// The time of day, and at most 7 characters of "/etc/time_zone" as a number; zone 0 where there is no file. Any thread.
+CONFIG_TIME acwtp_time_and_zone();
+
 // The time for one AP that asks; reserved, no dispatcher reaches it. 255 for a null request, else the send's result.
 AC_RET manage_aptime_req(const UINT8* ethaddr, const UINT8* ip, UINT16 port, const CLOUD_AP_UDP_PKT* req_pkt);
 // A new address (SET_AC_LAN_IP_REQ) or the time (SET_AP_TIME_REQ) to every AP; no dispatcher reaches it. 255 for

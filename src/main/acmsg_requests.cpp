@@ -7,6 +7,11 @@
 #include "ac_sql/sqlite_db.h"
 #include "common/config_ap_type.h"
 #include "main/acmsg_handle_socket.h"
+#include "main/wtp_advance.h"
+#include "main/wtp_daemon.h"
+#include "main/wtp_page.h"
+#include "main/wtp_report.h"
+#include "main/wtp_simple.h"
 
 namespace {
 
@@ -15,15 +20,15 @@ template <auto handler> int on_fd_rev(int fd, const AC_MSG_PKT* rev)
 {
     return handler(fd, rev);
 }
-template <auto handler> [[maybe_unused]] int on_rev(int /*fd*/, const AC_MSG_PKT* rev)
+template <auto handler> int on_rev(int /*fd*/, const AC_MSG_PKT* rev)
 {
     return handler(rev);
 }
-template <auto handler> [[maybe_unused]] int on_fd(int fd, const AC_MSG_PKT* /*rev*/)
+template <auto handler> int on_fd(int fd, const AC_MSG_PKT* /*rev*/)
 {
     return handler(fd);
 }
-template <auto handler> [[maybe_unused]] int on_fd_flag(int fd, const AC_MSG_PKT* rev)
+template <auto handler> int on_fd_flag(int fd, const AC_MSG_PKT* rev)
 {
     return handler(fd, rev->ac_msg_type >> 8);
 }
@@ -45,19 +50,19 @@ constexpr acmsg_handler NOT_BUILT = nullptr;
 // The mixed order of the answers is part of the interface: the web interface relies on it.
 // clang-format off
 constexpr auto g_rows = std::to_array<ACMSG_ROW>({
-    ROW(SET_ADVANCE_POLICY_REQ, ACMSG_INSIDE, NOT_BUILT),
-    ROW(SET_AP_CONFIG_ADVANCE_REQ, ACMSG_AFTER, NOT_BUILT),
+    ROW(SET_ADVANCE_POLICY_REQ, ACMSG_INSIDE, on_fd_rev<del_advance_policy>),
+    ROW(SET_AP_CONFIG_ADVANCE_REQ, ACMSG_AFTER, on_rev<set_wtp_advance_config>),
     ROW(SET_AP_REBOOT_REQ, ACMSG_INSIDE, on_fd_rev<do_cgi_data>),
     ROW(SET_AP_RESTORE_REQ, ACMSG_INSIDE, on_fd_rev<do_cgi_data>),
     ROW(SET_AP_UPGRADE_REQ, ACMSG_SELF, NOT_BUILT),
-    ROW(SET_AP_REMARK_REQ, ACMSG_FIRST, NOT_BUILT),
-    ROW(DELETE_AP_REQ, ACMSG_FIRST, NOT_BUILT),
+    ROW(SET_AP_REMARK_REQ, ACMSG_FIRST, on_rev<set_wtp_remark>),
+    ROW(DELETE_AP_REQ, ACMSG_FIRST, on_rev<set_ap_delete>),
     ROW(DELETE_CLIENT_REQ, ACMSG_INSIDE, on_fd_rev<set_client_delete>),
-    ROW(SET_AP_CONFIG_REQ, ACMSG_AFTER, NOT_BUILT),
-    ROW(GET_AP_ALL_REQ, ACMSG_SELF, NOT_BUILT),
-    ROW(GET_AP_CLINET_REQ, ACMSG_SELF, NOT_BUILT),
-    ROW(GET_AP_CONFIG_ADVANCE_REQ, ACMSG_SELF, NOT_BUILT),
-    ROW(GET_AP_CONFIG_REQ, ACMSG_SELF, NOT_BUILT),
+    ROW(SET_AP_CONFIG_REQ, ACMSG_AFTER, on_rev<set_wtp_config>),
+    ROW(GET_AP_ALL_REQ, ACMSG_SELF, on_fd<acmsg_get_all_ap_config>),
+    ROW(GET_AP_CLINET_REQ, ACMSG_SELF, NOT_BUILT), // the list of online clients: joins with ac_clients_info
+    ROW(GET_AP_CONFIG_ADVANCE_REQ, ACMSG_SELF, on_fd<get_wtp_advance_config>),
+    ROW(GET_AP_CONFIG_REQ, ACMSG_SELF, on_fd_rev<get_wtp_config>),
     ROW(GET_AP_SSID_ALL_REQ, ACMSG_SELF, NOT_BUILT),
     ROW(GET_AP_SSID_STATUS_REQ, ACMSG_SELF, NOT_BUILT),
     ROW(SET_REBOOT_POLICY_REQ, ACMSG_FIRST, NOT_BUILT),
@@ -67,11 +72,11 @@ constexpr auto g_rows = std::to_array<ACMSG_ROW>({
     ROW(GET_ALARM_POLICY_REQ, ACMSG_SELF, NOT_BUILT),
     ROW(GET_PASSWORD_POLICY_REQ, ACMSG_SELF, NOT_BUILT),
     ROW(DEL_SYSLOGS_REQ, ACMSG_FIRST, NOT_BUILT),
-    ROW(GET_WTP_NUM_REQ, ACMSG_SELF, NOT_BUILT),
-    ROW(SET_AC_LAN_IP_REQ, ACMSG_INSIDE, NOT_BUILT),
+    ROW(GET_WTP_NUM_REQ, ACMSG_SELF, on_fd_rev<get_wtp_num>),
+    ROW(SET_AC_LAN_IP_REQ, ACMSG_INSIDE, on_fd<set_ac_lan_ip>),
     ROW(SET_SYS_LANG, ACMSG_NONE, NOT_BUILT),
-    ROW(SET_AP_CLI_LIMIT, ACMSG_FIRST, NOT_BUILT),
-    ROW(SET_AP_CHANNEL, ACMSG_FIRST, NOT_BUILT),
+    ROW(SET_AP_CLI_LIMIT, ACMSG_FIRST, on_rev<set_wtp_limit>),
+    ROW(SET_AP_CHANNEL, ACMSG_FIRST, on_rev<set_wtp_channel>),
     ROW(SET_PORTAL_AD_INFO, ACMSG_SELF, NOT_BUILT),
     ROW(SET_PORTAL_AD_DEL, ACMSG_SELF, NOT_BUILT),
     ROW(GET_PORTAL_AD_INFO_SIMPLE, ACMSG_SELF, NOT_BUILT),
@@ -113,12 +118,12 @@ constexpr auto g_rows = std::to_array<ACMSG_ROW>({
     ROW(GET_AP_WL_RF_STATUS_REQ, ACMSG_SELF, NOT_BUILT),
     ROW(SET_QVLAN_POLICY_REQ, ACMSG_FIRST, NOT_BUILT),
     ROW(GET_QVLAN_POLICY_REQ, ACMSG_SELF, NOT_BUILT),
-    ROW(SET_AP_CONFIG_QVLAN_REQ, ACMSG_AFTER, NOT_BUILT),
+    ROW(SET_AP_CONFIG_QVLAN_REQ, ACMSG_AFTER, on_rev<set_wtp_qvlan_config>),
     ROW(GET_QVLAN_STATUS_REQ, ACMSG_SELF, NOT_BUILT),
     ROW(SET_PORTAL_ACCESS_CODE_INFO, ACMSG_SELF, NOT_BUILT),
     ROW(GET_PORTAL_ACCESS_CODE_INFO, ACMSG_SELF, NOT_BUILT),
     ROW(SET_PORTAL_ACCESS_CODE_PASSWD, ACMSG_SELF, NOT_BUILT),
-    {AC_DEBUG_REQ, "", ACMSG_INSIDE, NOT_BUILT},
+    {AC_DEBUG_REQ, "", ACMSG_INSIDE, on_fd_flag<set_ac_debug>},
 });
 // clang-format on
 

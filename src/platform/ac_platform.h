@@ -6,6 +6,7 @@
 
 #include <climits>
 #include <cstddef>
+#include <span>
 
 #include "common/ac_types.h"
 
@@ -63,3 +64,13 @@ int vos_strncmp(const char* a, const char* b, std::size_t count);
 // Reads `key` of an INI file (lines key=value, # comments, optional sections ignored) into `value` of 64 bytes, cut to
 // fit. Non-zero on success.
 int GetIniFileValue(const char* file, const char* key, char* value);
+
+// --- texts -----------------------------------------------------------------------------------------------------------
+
+// Converts `source` to `charset`, "utf-8" (from GB2312) or "gb2312" (from UTF-8), into `target`: whole characters only,
+// as many as fit, always terminated. A text that isn't valid in the charset it should come from, or that GB2312 can't
+// express, is copied as it stands, as it is for another `charset`. Returns the length in bytes.
+std::size_t set_cn_ssid_encode(const char* charset, const char* source, std::span<char> target);
+
+// 0: `text` is ASCII; 2: UTF-8 beyond ASCII; 1: any other text beyond ASCII.
+int is_cn_encode(const char* text);
