@@ -19,7 +19,6 @@
 #include <fmt/format.h>
 
 #include "cgi_socket_handle/ac_msg_block.h"
-#include "cgi_socket_handle/ac_msg_io.h"
 #include "cgi_socket_handle/acmsg_client.h"
 
 namespace acctl {
@@ -149,26 +148,20 @@ bool send_request(int fd, const Request& request)
     return send_msg_to_acmsg(fd, message.get(), total) == static_cast<std::int64_t>(total);
 }
 
-// The header where it lies, so that it is judged before anything is allocated for the data that it promises.
-bool peek_header(int fd, AC_MSG_PKT& header)
-{
-    ssize_t got = 0;
-    do
-        got = recv(fd, &header, sizeof header, MSG_PEEK | MSG_WAITALL);
-    while (got < 0 && errno == EINTR);
-    return got == static_cast<ssize_t>(sizeof header);
-}
+enum class Received { whole, broken, too_long };
 
-bool receive_reply(int fd, Reply& reply)
+Received receive_reply(int fd, Reply& reply)
 {
     AC_MSG_PKT* received = nullptr;
     const std::int64_t got = recv_msg_from_acmsg(fd, &received);
     const Message message(received);
-    if (got < 0 || !message) return false;
+    if (got < 0 || !message) return Received::broken;
     const std::span<const UINT8> data = ac_msg_data(message.get());
     reply.header = *message;
     reply.data.assign(data.begin(), data.end());
-    return static_cast<std::int64_t>(sizeof(AC_MSG_PKT) + data.size()) == got; // else its data had no memory
+    // The library leaves unread what it has no room for, and counts it.
+    const bool whole = static_cast<std::int64_t>(sizeof(AC_MSG_PKT) + data.size()) == got;
+    return whole ? Received::whole : Received::too_long;
 }
 
 } // namespace
@@ -198,23 +191,20 @@ Reply Channel::exchange(const Request& request) const
     const Deadline deadline(socket.fd(), end);
     const Hush hush;
     Reply reply;
-    const bool asked = send_request(socket.fd(), request);
-    const bool begun = asked && peek_header(socket.fd(), reply.header);
-    if (begun && reply.header.msg_data_len > AC_MSG_DATA_MAX)
-        throw ChannelError(Failure::bad_answer, fmt::format("the answer from {} claims {} bytes: is this a controller?",
-                                                            path_, reply.header.msg_data_len));
-    const bool whole = begun && receive_reply(socket.fd(), reply);
-    if (!whole && deadline.passed())
+    const Received received = send_request(socket.fd(), request) ? receive_reply(socket.fd(), reply) : Received::broken;
+    if (received == Received::broken && deadline.passed())
         throw ChannelError(Failure::no_answer,
                            fmt::format("the controller at {} has not answered within {:g} s: it is busy or hangs; try "
                                        "again, or with a longer --timeout",
                                        path_, seconds_));
-    if (!whole)
+    if (received == Received::broken)
         throw ChannelError(Failure::no_answer,
-                           fmt::format("the controller at {} closed the connection {}: is it a controller, and does it "
-                                       "know this request (type {})?",
-                                       path_, begun ? "in the middle of its answer" : "without an answer",
-                                       request.type & 0xFF));
+                           fmt::format("the controller at {} closed the connection without a whole answer: is it a "
+                                       "controller, and does it know this request (type {})?",
+                                       path_, request.type & 0xFF));
+    if (received == Received::too_long)
+        throw ChannelError(Failure::bad_answer, fmt::format("the answer from {} claims {} bytes: is this a controller?",
+                                                            path_, reply.header.msg_data_len));
     if (reply.header.ac_msg_type != request.reply_type)
         throw ChannelError(Failure::bad_answer,
                            fmt::format("the answer from {} has type {} where {} belongs: acctl and "

@@ -137,10 +137,10 @@ void await_leave(const Session& session, std::vector<Outcome>& outcomes)
         if (outcome.result != Result::sent) continue;
         outcome.result = Result::not_seen;
         const double limit = session.options.wait_limit;
-        outcome.text = down.count(outcome.ap.mac) != 0
-                           ? fmt::format("has gone down and is not back after {:g} s", limit)
-                           : fmt::format("is still online after {:g} s: it has not answered the controller's request",
-                                         limit);
+        outcome.text =
+            down.count(outcome.ap.mac) != 0
+                ? fmt::format("has gone down and is not back after {:g} s", limit)
+                : fmt::format("is still online after {:g} s: it has not answered the controller's request", limit);
     }
 }
 

@@ -41,7 +41,7 @@ const SsidUse* use_of(const Whole& whole, int id)
     return at == ssids.end() ? nullptr : &*at;
 }
 
-void add_page(nlohmann::json& json, const ApPage& page)
+void add_page(nlohmann::ordered_json& json, const ApPage& page)
 {
     json["address"] = {{"mode", page.ip_mode},
                        {"ip", page.ip},
@@ -63,14 +63,14 @@ void add_page(nlohmann::json& json, const ApPage& page)
     }
 }
 
-nlohmann::json whole_json(const Whole& whole)
+nlohmann::ordered_json whole_json(const Whole& whole)
 {
-    nlohmann::json json = ap_json(whole.ap);
+    nlohmann::ordered_json json = ap_json(whole.ap);
     if (whole.page) add_page(json, *whole.page);
-    for (nlohmann::json& ssid : json["ssids"]) {
+    for (nlohmann::ordered_json& ssid : json["ssids"]) {
         const SsidUse* use = use_of(whole, ssid["id"]);
-        ssid["clients"] = use != nullptr ? nlohmann::json(use->clients) : nlohmann::json();
-        ssid["limit"] = use != nullptr ? nlohmann::json(use->limit) : nlohmann::json();
+        ssid["clients"] = use != nullptr ? nlohmann::ordered_json(use->clients) : nlohmann::ordered_json();
+        ssid["limit"] = use != nullptr ? nlohmann::ordered_json(use->limit) : nlohmann::ordered_json();
     }
     if (whole.policies == nullptr) return json;
     json["led"] = whole.policies->led;
@@ -250,7 +250,7 @@ int run_list(const Session& session)
     std::vector<Ap> aps = session.controller.aps();
     sort_aps(aps, session.options.order);
     if (session.options.json) {
-        nlohmann::json json = {{"aps", nlohmann::json::array()}};
+        nlohmann::ordered_json json = {{"aps", nlohmann::ordered_json::array()}};
         for (const Ap& ap : aps)
             json["aps"].push_back(ap_json(ap));
         fmt::print("{}\n", json_text(json));
@@ -271,7 +271,7 @@ int run_show(const Session& session)
 {
     const std::vector<ApSsids> ssids = session.controller.ssids();
     const AdvancedPage advanced = session.controller.advanced();
-    nlohmann::json json = {{"aps", nlohmann::json::array()}};
+    nlohmann::ordered_json json = {{"aps", nlohmann::ordered_json::array()}};
     std::string text;
     for (const Whole& whole : wholes(session, ssids, advanced)) {
         if (session.options.json)
@@ -285,10 +285,10 @@ int run_show(const Session& session)
 
 int run_radios_shown(const Session& session)
 {
-    nlohmann::json json = {{"aps", nlohmann::json::array()}};
+    nlohmann::ordered_json json = {{"aps", nlohmann::ordered_json::array()}};
     std::string text;
     for (const Whole& whole : wholes(session, {}, {})) {
-        nlohmann::json radios = whole_json(whole)["radios"];
+        nlohmann::ordered_json radios = whole_json(whole)["radios"];
         json["aps"].push_back(
             {{"mac", to_string(whole.ap.mac)}, {"name", whole.ap.name}, {"radios", std::move(radios)}});
         text += painted(label(whole.ap), Paint::bold, session.screen.colour) + "\n" +
@@ -313,7 +313,7 @@ int run_debug(const Session& session)
     const bool fresh = after.exists && !(after == before);
     const std::vector<std::string> lines = fresh ? lines_of(content_of(path), what) : std::vector<std::string>();
     if (session.options.json) {
-        nlohmann::json json = {{"file", to_utf8(path)}, {"fresh", fresh}, {"lines", lines}};
+        nlohmann::ordered_json json = {{"file", to_utf8(path)}, {"fresh", fresh}, {"lines", lines}};
         fmt::print("{}\n", json_text(json));
     } else if (fresh) {
         fmt::print("The controller has written {}:\n", shown(path));

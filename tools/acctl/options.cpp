@@ -1,7 +1,9 @@
 #include "options.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <map>
+#include <memory>
 #include <stdexcept>
 
 #include <CLI/CLI.hpp>
@@ -18,12 +20,54 @@ const char* const group_controller = "Controller and output";
 const char* const group_wait = "Waiting for the effect";
 const char* const group_aps = "APs";
 
+// Help as people read it: a word for the value, its default, texts in lines of a screen's width.
+class Help : public CLI::Formatter {
+public:
+    Help() { column_width(26); }
+    std::string make_option_name(const CLI::Option* option, bool positional) const override
+    {
+        std::string name = CLI::Formatter::make_option_name(option, positional);
+        const std::size_t at = name.find("{false}"); // of a flag's opposite
+        if (at != std::string::npos) name.erase(at);
+        return name;
+    }
+    std::string make_option_opts(const CLI::Option* option) const override
+    {
+        const std::string type = option->get_type_name();
+        std::string text = type.empty() ? "" : " " + type.substr(0, type.find(':')); // behind it stands the check
+        if (!option->get_default_str().empty()) text += " (" + option->get_default_str() + ")";
+        return text;
+    }
+    std::string make_option_desc(const CLI::Option* option) const override
+    {
+        return wrapped(CLI::Formatter::make_option_desc(option));
+    }
+
+private:
+    static std::string wrapped(const std::string& text)
+    {
+        constexpr std::size_t line_length = 72;
+        std::string out;
+        std::size_t length = 0, at = 0;
+        while (at < text.size()) {
+            const std::size_t end = std::min(text.find(' ', at), text.size());
+            if (length != 0 && length + 1 + end - at > line_length) {
+                out += "\n";
+                length = 0;
+            }
+            out += (length == 0 ? "" : " ") + text.substr(at, end - at);
+            length += (length == 0 ? 0 : 1) + end - at;
+            at = end + 1;
+        }
+        return out;
+    }
+};
+
 void add_common_options(CLI::App& app, Options& options, bool& no_colour)
 {
     app.add_option("--socket", options.socket,
-                   fmt::format("The controller's socket (default: var/ac_socket below AC_ROOT where that is set, else "
-                               "/var/ac_socket; now {})",
-                               default_socket()))
+                   "The controller's socket (default: var/ac_socket below AC_ROOT where that is set, else "
+                   "/var/ac_socket)")
         ->type_name("PATH")
         ->group(group_controller);
     app.add_option("--timeout", options.timeout, "How long one answer of the controller may take")
@@ -55,7 +99,10 @@ void add_aps(CLI::App& sub, Options& options)
 
 void add_one_ap(CLI::App& sub, Options& options)
 {
-    sub.add_option("AP", options.aps, "The AP, by its MAC or its name")->type_name("")->required()->expected(1);
+    sub.add_option_function<std::string>(
+           "AP", [&options](const std::string& ap) { options.aps = {ap}; }, "The AP, by its MAC or its name")
+        ->type_name("")
+        ->required();
 }
 
 void add_waiting(CLI::App& sub, Options& options)
@@ -286,6 +333,15 @@ void add_other_commands(CLI::App& app, Options& options)
         ->check(CLI::IsMember({"name", "mac", "status", "clients"}));
 }
 
+// "acctl ap list": the command as far as the line has named it.
+std::string words_of(const CLI::App* app)
+{
+    std::string words = app->get_name();
+    for (const CLI::App* sub : app->get_subcommands())
+        words += " " + words_of(sub);
+    return words;
+}
+
 // What no single option can tell; throws std::invalid_argument.
 void check_together(const Options& options)
 {
@@ -335,10 +391,14 @@ ParsedLine parse_line(int argc, const char* const* argv)
         "`acctl COMMAND --help` tells more.\n"
         "Exit status: 0 done, 1 acctl failed, 2 the line is wrong, 3 no controller answers, 4 its answer is late\n"
         "or makes no sense, 5 no such AP or policy, 6 asked for but the effect was not seen.");
+    app.formatter(std::make_shared<Help>()); // the commands take it over as they are made
     add_common_options(app, options, no_colour);
     add_other_commands(app, options);
     add_ap_commands(app, options);
     app.require_subcommand(1);
+    app.failure_message([](const CLI::App* root, const CLI::Error& error) {
+        return fmt::format("acctl: {}\n`{} --help` tells more.\n", error.what(), words_of(root));
+    });
     try {
         app.parse(argc, argv);
         check_together(options);

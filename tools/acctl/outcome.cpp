@@ -32,7 +32,7 @@ Paint paint_of(Result result)
     return Paint::bad;
 }
 
-nlohmann::json json_of(const Outcome& outcome)
+nlohmann::ordered_json json_of(const Outcome& outcome)
 {
     return {{"mac", to_string(outcome.ap.mac)},
             {"name", outcome.ap.name},
@@ -53,8 +53,9 @@ int report(const Session& session, const std::vector<Outcome>& outcomes)
 {
     const bool good = std::all_of(outcomes.begin(), outcomes.end(), [](const Outcome& o) { return o.good(); });
     if (session.options.json) {
-        nlohmann::json json = {
-            {"command", to_string(session.options.command)}, {"good", good}, {"results", nlohmann::json::array()}};
+        nlohmann::ordered_json json = {{"command", to_string(session.options.command)},
+                                       {"good", good},
+                                       {"results", nlohmann::ordered_json::array()}};
         for (const Outcome& outcome : outcomes)
             json["results"].push_back(json_of(outcome));
         fmt::print("{}\n", json_text(json));

@@ -78,6 +78,7 @@ std::string line_of(const std::vector<Chosen>& chosen, const std::vector<Column>
         line += (right ? blanks : "") + painted(text, cell.paint, colour) + (right || last ? "" : blanks) +
                 (last ? "" : std::string(gap, ' '));
     }
+    line.erase(line.find_last_not_of(' ') + 1);
     return line;
 }
 

@@ -178,7 +178,7 @@ std::string cut(std::string_view utf8, std::size_t columns)
     return std::string(utf8.substr(0, bytes)) + "…";
 }
 
-std::string json_text(const nlohmann::json& json, int indent)
+std::string json_text(const nlohmann::ordered_json& json, int indent)
 {
     const std::string dumped = json.dump(indent, ' ', false, nlohmann::json::error_handler_t::replace);
     std::string out;

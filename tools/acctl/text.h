@@ -33,6 +33,6 @@ std::string cut(std::string_view utf8, std::size_t columns);
 
 // JSON, valid whatever the texts hold, with escapes for what a terminal would act on. An
 // indent of -1 puts it on one line.
-std::string json_text(const nlohmann::json& json, int indent = 2);
+std::string json_text(const nlohmann::ordered_json& json, int indent = 2);
 
 } // namespace acctl

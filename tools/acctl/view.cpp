@@ -9,7 +9,7 @@ namespace acctl {
 
 namespace {
 
-nlohmann::json radio_json(const RadioState& radio, std::size_t index)
+nlohmann::ordered_json radio_json(const RadioState& radio, std::size_t index)
 {
     return {{"band", band_of(index)},        {"on", radio.on},     {"channel", radio.channel},
             {"power", radio.power},          {"rssi", radio.rssi}, {"clients", radio.clients},
@@ -42,15 +42,21 @@ const char* band_of(std::size_t radio)
     return radio == 0 ? "2.4" : "5";
 }
 
-nlohmann::json ap_json(const Ap& ap)
+nlohmann::ordered_json ap_json(const Ap& ap)
 {
-    nlohmann::json json = {{"mac", to_string(ap.mac)},        {"name", ap.name},
-                           {"product", ap.product},           {"ip", ap.ip},
-                           {"firmware", ap.firmware},         {"status", to_string(ap.status)},
-                           {"online", ap.online()},           {"clients", ap.clients()},
-                           {"country", ap.country},           {"bandwidth", ap.bandwidth},
-                           {"prefers_5g", ap.prefers_5g},     {"radios", nlohmann::json::array()},
-                           {"ssids", nlohmann::json::array()}};
+    nlohmann::ordered_json json = {{"mac", to_string(ap.mac)},
+                                   {"name", ap.name},
+                                   {"product", ap.product},
+                                   {"ip", ap.ip},
+                                   {"firmware", ap.firmware},
+                                   {"status", to_string(ap.status)},
+                                   {"online", ap.online()},
+                                   {"clients", ap.clients()},
+                                   {"country", ap.country},
+                                   {"bandwidth", ap.bandwidth},
+                                   {"prefers_5g", ap.prefers_5g},
+                                   {"radios", nlohmann::ordered_json::array()},
+                                   {"ssids", nlohmann::ordered_json::array()}};
     for (std::size_t i = 0; i < ap.radios.size(); i++)
         json["radios"].push_back(radio_json(ap.radios[i], i));
     for (const SsidName& ssid : ap.ssids)
@@ -58,7 +64,7 @@ nlohmann::json ap_json(const Ap& ap)
     return json;
 }
 
-nlohmann::json counts_json(const Counts& counts)
+nlohmann::ordered_json counts_json(const Counts& counts)
 {
     return {{"aps", counts.aps},
             {"online", counts.online},

@@ -8,8 +8,8 @@
 
 namespace acctl {
 
-nlohmann::json ap_json(const Ap& ap);
-nlohmann::json counts_json(const Counts& counts);
+nlohmann::ordered_json ap_json(const Ap& ap);
+nlohmann::ordered_json counts_json(const Counts& counts);
 
 Table ap_table(const std::vector<Ap>& aps);
 Cell status_cell(const Ap& ap);

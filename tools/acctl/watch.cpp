@@ -130,7 +130,8 @@ Look take_look_or_trouble(const Session& session)
 
 std::string look_json(const Look& look)
 {
-    nlohmann::json json = {{"time", look.time}, {"counts", counts_json(look.counts)}, {"aps", nlohmann::json::array()}};
+    nlohmann::ordered_json json = {
+        {"time", look.time}, {"counts", counts_json(look.counts)}, {"aps", nlohmann::ordered_json::array()}};
     for (const Ap& ap : look.aps)
         json["aps"].push_back(ap_json(ap));
     return json_text(json, -1) + "\n";
