@@ -105,12 +105,12 @@ AC_RET set_client_delete(int fd, const AC_MSG_PKT* rev)
 
 // --- the dispatch ----------------------------------------------------------------------------------------------------
 
-static int run_row(int fd, const ACMSG_ROW* row, const AC_MSG_PKT* msg)
+int acmsg_run_row(int fd, const ACMSG_ROW& row, const AC_MSG_PKT* msg)
 {
     // A response that doesn't reach the client stops nothing: it is printed, and the work goes on.
-    if (row->order == ACMSG_FIRST) (void)send_response_to_cgi(fd, msg->ac_msg_type);
-    const int result = row->handler(fd, msg);
-    if (row->order == ACMSG_AFTER) (void)send_response_to_cgi(fd, msg->ac_msg_type);
+    if (row.order == ACMSG_FIRST) (void)send_response_to_cgi(fd, msg->ac_msg_type);
+    const int result = row.handler(fd, msg);
+    if (row.order == ACMSG_AFTER) (void)send_response_to_cgi(fd, msg->ac_msg_type);
     return result;
 }
 
@@ -122,7 +122,7 @@ static int dispatch(int fd, const AC_MSG_PKT* msg)
         AC_ERR("msg error\n");
         return AC_RET_ERROR;
     }
-    return run_row(fd, row, msg);
+    return acmsg_run_row(fd, *row, msg);
 }
 
 int acmsg_handle_socket(int fd)

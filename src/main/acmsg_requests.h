@@ -33,5 +33,8 @@ struct ACMSG_ROW {
 // The row of a request, built or not; null for a type that has none.
 const ACMSG_ROW* acmsg_row_find(UINT8 type);
 
+// Calls the handler of a row that has one, and answers as its order says. The handler's value.
+int acmsg_run_row(int fd, const ACMSG_ROW& row, const AC_MSG_PKT* msg);
+
 // All rows, for tests and tools.
 std::span<const ACMSG_ROW> acmsg_rows();

@@ -68,6 +68,30 @@ TEST_F(AcwtpMsg, the_door_passes_a_refusal_on_with_a_line_and_wakes_nobody)
     EXPECT_EQ(posts(), 0);
 }
 
+TEST_F(AcwtpMsg, what_waits_holds_32_mebibytes_at_most)
+{
+    const Bytes most(32U * 1024 * 1024 - sizeof(ACWTP_MSG_TABLE), 7); // each item's own bytes count, too
+    EXPECT_EQ(add({.type = 3, .msg = most + Bytes{7}, .num_flag = 1}), AC_RET_ERROR);
+    EXPECT_EQ(add({.type = 3, .msg = most, .num_flag = 1}), AC_RET_OK);
+    EXPECT_EQ(add({.type = 3, .msg = {7}, .num_flag = 1}), AC_RET_ERROR);
+    EXPECT_EQ(add({.type = 3, .msg = {}, .num_flag = 1}), AC_RET_ERROR);
+    EXPECT_EQ(take_items().size(), 1U);
+    EXPECT_EQ(add({.type = 3, .msg = {7}, .num_flag = 1}), AC_RET_OK) << "there is room again";
+    acwtp_msg_list_del_all();
+    EXPECT_EQ(add({.type = 3, .msg = most, .num_flag = 1}), AC_RET_OK) << "there is room again";
+    acwtp_msg_list_del_all();
+}
+
+TEST_F(AcwtpMsg, a_large_payload_for_many_aps_is_refused_before_its_copies_fill_the_memory)
+{
+    const Bytes payload(15U * 1024 * 1024, 7);
+    AC_RET result = AC_RET_OK;
+    EXPECT_EQ(printed([&] { result = queue({.type = 3, .msg = mac_run(1, 1000) + payload, .ap_num = 1000}); }),
+              "! Add new node failed.\n! Insert list failed.");
+    EXPECT_EQ(result, AC_RET_NULL_POINTER);
+    EXPECT_EQ(take_items().size(), 2U) << "the parts made so far stay";
+}
+
 TEST_F(AcwtpMsg, the_door_wakes_the_initial_thread_once_also_for_an_item_that_it_split)
 {
     EXPECT_EQ(printed([&] { EXPECT_EQ(queue({.type = 3, .msg = mac_bytes({1}) + Bytes{7}}), AC_RET_OK); }), "");

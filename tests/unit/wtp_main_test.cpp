@@ -26,6 +26,7 @@
 #include "ac_wtp_protocol/udp_skb_queue.h"
 #include "acwtp_msg/acwtp_msg.h"
 #include "ap_frame.h"
+#include "cgi_socket_handle/acmsg_server.h"
 #include "child_process.h"
 #include "cloud_upgrade/upgrade_sync.h"
 #include "common/ac_alloc.h"
@@ -330,27 +331,29 @@ bool contains(const std::string& text, const std::string& part)
 
 } // namespace
 
-TEST_F(WtpMain, without_the_flash_thread_the_process_ends_with_status_1)
+TEST_F(WtpMain, without_the_control_or_the_flash_thread_the_process_ends_with_status_1)
 {
-    const ChildOutcome child = start_until_thread(0);
-    EXPECT_EQ(child.status, 1);
-    EXPECT_EQ(message_of(lines_of(child.out).back()), "Create acmsg pthread error.\n");
+    for (const int failing : {0, 1}) {
+        const ChildOutcome child = start_until_thread(failing);
+        EXPECT_EQ(child.status, 1);
+        EXPECT_EQ(message_of(lines_of(child.out).back()), "Create acmsg pthread error.\n");
+    }
 }
 
 TEST_F(WtpMain, without_an_ap_protocol_the_process_stays_degraded_until_its_loop_is_cleared)
 {
-    const ChildOutcome child = start_until_thread(1);
+    const ChildOutcome child = start_until_thread(2);
     EXPECT_EQ(child.status, 0);
     EXPECT_TRUE(contains(child.out, "--Create discovery thread is fail.\n"));
     EXPECT_TRUE(contains(child.out, "--create discovery thread is fail and exit.\n"));
-    EXPECT_EQ(lines_of(child.out).back(), "2 threads, result 0\n");
+    EXPECT_EQ(lines_of(child.out).back(), "3 threads, result 0\n");
 }
 
 TEST_F(WtpMain, a_start_prints_its_network_and_empties_the_local_log)
 {
     hd_ac_local_log("of the last run\n");
     write_file("/var/sys_lang", "en");
-    const ChildOutcome child = start_until_thread(1);
+    const ChildOutcome child = start_until_thread(2);
     EXPECT_TRUE(contains(child.out, "[acwtp]main check network lo 127.0.0.1 success\n")) << child.out;
     EXPECT_FALSE(contains(child.out, STARS));
     EXPECT_EQ(read_file("/etc/ac_conf"), "");
@@ -360,7 +363,7 @@ TEST_F(WtpMain, a_start_prints_its_network_and_empties_the_local_log)
 
 TEST_F(WtpMain, core_files_come_before_the_network_and_the_language_after_it)
 {
-    const ChildOutcome child = start_until_thread(1);
+    const ChildOutcome child = start_until_thread(2);
     const std::size_t core = child.out.find("rlim_cur");
     const std::size_t network = child.out.find("check network");
     const std::size_t language = child.out.find(STARS);
@@ -405,10 +408,10 @@ TEST_F(WtpMain, the_loop_flag_is_set_before_the_first_thread)
 TEST_F(WtpMain, the_threads_start_in_their_order)
 {
     const ChildOutcome child = in_child([] {
-        threads_pretend(4, [] { keep_loop = ACWTP_FALSE; });
+        threads_pretend(5, [] { keep_loop = ACWTP_FALSE; });
         wtp_main();
         EXPECT_EQ(threads_asked_for(),
-                  (std::vector<thread_entry>{thread_write_flash, discovery_thread_handle, manage_thread_handle,
+                  (std::vector<thread_entry>{acmsg_cgi_thread, thread_write_flash, discovery_thread_handle, manage_thread_handle,
                                              manage_udp_data_handle, echo_timer_check}));
         fflush(stdout);
         _exit(HasFailure() ? 1 : 0);
@@ -419,7 +422,7 @@ TEST_F(WtpMain, the_threads_start_in_their_order)
 
 TEST_F(WtpMain, a_receiving_or_dispatch_thread_that_fails_ends_the_protocol_s_start)
 {
-    for (const int failing : {2, 3}) {
+    for (const int failing : {3, 4}) {
         const ChildOutcome child = start_until_thread(failing);
         EXPECT_TRUE(contains(child.out, "--create manage thread is fail and exit.\n")) << child.out;
         EXPECT_EQ(lines_of(child.out).back(), std::to_string(failing + 1) + " threads, result 0\n");
@@ -477,11 +480,11 @@ TEST_F(WtpMain, without_a_network_the_start_waits_and_opens_no_database_and_star
 TEST_F(WtpMain, a_database_that_cannot_be_opened_does_not_stop_the_start)
 {
     write_file("/mnt/l_brcmnand", "a file where a folder should be");
-    const ChildOutcome child = start_until_thread(1); // below a root the recovery's own end of the process isn't run
+    const ChildOutcome child = start_until_thread(2); // below a root the recovery's own end of the process isn't run
     EXPECT_TRUE(contains(child.out, "--sqlite init error\n")) << child.out;
     EXPECT_TRUE(contains(child.out, "--load config err.\n")) << child.out;
     EXPECT_LT(child.out.find("sqlite init error"), child.out.find("load config err."));
-    EXPECT_EQ(lines_of(child.out).back(), "2 threads, result 0\n");
+    EXPECT_EQ(lines_of(child.out).back(), "3 threads, result 0\n");
 }
 
 TEST_F(WtpMain, the_initial_thread_drains_the_work_of_each_post)
@@ -509,7 +512,7 @@ TEST_F(WtpMain, the_initial_thread_drains_the_work_of_each_post)
 TEST_F(WtpMain, the_stop_empties_all_tables_and_queues_and_closes_the_databases)
 {
     const ChildOutcome child = in_child([] {
-        threads_pretend(1, [] {
+        threads_pretend(2, [] {
             const Mac mac = test_mac(7);
             APCONFIG* node = apconfig_alloc();
             memcpy(node->ethaddr, mac.data(), mac.size());
