@@ -69,6 +69,8 @@ bool udp_discvr_pools_make()
     return true;
 }
 
+static_assert(alignof(AC_UDP_SKB_INFO) <= alignof(void*)); // what a pool's block grants
+
 static AC_UDP_SKB_INFO* block_as_record(CWMemoryPool* pool)
 {
     auto* record = static_cast<AC_UDP_SKB_INFO*>(pool == nullptr ? nullptr : CWPool_alloc(pool, 0));
