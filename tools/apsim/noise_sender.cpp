@@ -64,7 +64,7 @@ void NoiseSender::send_owed()
     const double passed = owed_at_ == clock::time_point{} ? 0 : std::chrono::duration<double>(now - owed_at_).count();
     owed_at_ = now;
     for (std::size_t kind = 0; kind < noise_count; kind++)
-        owed_[kind] = std::min(owed_[kind], rates_[kind] * burst) + rates_[kind] * std::min(passed, burst);
+        owed_[kind] = std::min(owed_[kind] + rates_[kind] * passed, std::max(1.0, rates_[kind] * burst));
     // In turn, so that a high rate of one kind doesn't keep the others waiting.
     for (bool any = true; any && !ended_ && sending_;) {
         any = false;

@@ -40,6 +40,7 @@ struct Line {
     int config_version = 0;
     std::vector<std::string> expect;
     std::string print_config;
+    std::string controller_log;
 };
 
 void add_fleet_options(CLI::App& app, Line& line)
@@ -201,6 +202,11 @@ void add_run_options(CLI::App& app, Line& line, RunOptions& run)
     app.add_option("--print-config", line.print_config, "At the end print the configuration of one AP, or of all")
         ->type_name("MAC|all")
         ->group(group);
+    app.add_option("--controller-log", line.controller_log,
+                   "Show what this file, the controller's output, says: each kind of line with its count and the last "
+                   "of it, beneath the table and at the end")
+        ->type_name("FILE")
+        ->group(group);
     app.add_flag("--json", run.json, "Print the result as one JSON object on standard output")->group(group);
     app.add_flag("--quiet", run.quiet, "No live table; the result only")->group(group);
 }
@@ -312,6 +318,7 @@ void fill_run(RunOptions& run, const Line& line)
     for (const std::string& text : line.expect)
         run.expectations.push_back(parse_expectation(text));
     run.print_config = line.print_config;
+    run.controller_log = line.controller_log;
     if (!run.print_config.empty() && run.print_config != "all") (void)parse_mac(run.print_config);
 }
 
