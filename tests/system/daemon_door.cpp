@@ -6,10 +6,13 @@
 //     delete MAC                       out of the table and off the flash     -> "ok RESULT"
 //     joined MAC                       its protocol state, -1 for none        -> "ok STATE"
 //     record MAC                       status, version and name of its record -> "ok STATUS VERSION HEXNAME", "ok -1"
+//     stored MAC                       all of its record that the databases keep (door_stored.h)
+//     note TYPE INDEX MAC              a note for the flash thread            -> "ok RESULT"
 //     count                            records, those online                  -> "ok TOTAL ONLINE"
 #include <pthread.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -20,10 +23,12 @@
 #include "ac_mib/apconfig_intake.h"
 #include "ac_mib/apconfig_query.h"
 #include "ac_mib/apconfig_update.h"
+#include "ac_mib/sql_flash_queue.h"
 #include "ac_wtp_protocol/ac_joined_list.h"
 #include "acwtp_msg/acwtp_msg.h"
 #include "common/ac_alloc.h"
 #include "common/ac_atomic.h"
+#include "door_stored.h"
 #include "main/wtp_main.h"
 #include "platform/ac_platform.h"
 
@@ -39,17 +44,6 @@ std::vector<UINT8> from_hex(const char* hex)
         bytes.push_back(static_cast<UINT8>(strtoul(digits, nullptr, 16)));
     }
     return bytes;
-}
-
-std::string to_hex(const UINT8* bytes, std::size_t count)
-{
-    std::string hex;
-    for (std::size_t i = 0; i < count; i++) {
-        char digits[3];
-        snprintf(digits, sizeof digits, "%02x", bytes[i]);
-        hex += digits;
-    }
-    return hex;
 }
 
 std::string do_item(int type, int num_flag, int ap_num, std::vector<UINT8> bytes)
@@ -101,17 +95,20 @@ std::string answer_to(char* line)
         return do_item(atoi(words[1]), atoi(words[2]), atoi(words[3]), from_hex(count > 4 ? words[4] : ""));
     if (command == "count") return describe_count();
     if (count < 2) return "what?";
-    const std::vector<UINT8> mac = from_hex(command == "update" && count > 2 ? words[2] : words[1]);
+    const std::size_t mac_at = command == "update" ? 2 : command == "note" ? 3 : 1;
+    const std::vector<UINT8> mac = from_hex(words[std::min(mac_at, count - 1)]);
     if (mac.size() != AC_MAC_LEN) return "bad mac";
     if (command == "update")
         return std::to_string(
             apconfig_mib_update(static_cast<UINT16>(atoi(words[1])), mac.data(), from_hex(count > 3 ? words[3] : "")));
+    if (command == "note") return std::to_string(sql_flash_queue_in(atoi(words[1]), atoi(words[2]), mac.data()));
     if (command == "delete") {
         delete_wtp_listinfo(mac.data());
         return std::to_string(apconfig_mib_node_del(mac.data(), 1));
     }
     if (command == "joined") return describe_joined(mac.data());
     if (command == "record") return describe_record(mac.data());
+    if (command == "stored") return describe_stored(mac.data());
     return "what?";
 }
 
