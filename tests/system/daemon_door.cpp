@@ -7,7 +7,8 @@
 //     joined MAC                       its protocol state, -1 for none        -> "ok STATE"
 //     record MAC                       status, version and name of its record -> "ok STATUS VERSION HEXNAME", "ok -1"
 //     stored MAC                       all of its record that the databases keep (door_stored.h)
-//     note TYPE INDEX MAC              a note for the flash thread            -> "ok RESULT"
+//     rename TYPE NAME                 a new name for all records, a note of that type each -> "ok 0"
+//     waiting                          notes for the flash thread             -> "ok NUMBER"
 //     count                            records, those online                  -> "ok TOTAL ONLINE"
 #include <pthread.h>
 #include <unistd.h>
@@ -83,6 +84,27 @@ std::string describe_count()
     return std::to_string(total) + " " + std::to_string(online);
 }
 
+std::string do_rename(int type, const std::string& name)
+{
+    ac_lock lock(g_apconfig_mutex);
+    for (APCONFIG* node = apconfig_next_locked(nullptr); node != nullptr; node = apconfig_next_locked(node)) {
+        CONFIG_APNAME& ap_name = node->info_basic.apname;
+        ap_name.ap_name_length = static_cast<UINT8>(std::min<std::size_t>(name.size(), sizeof ap_name.ap_name));
+        memcpy(ap_name.ap_name, name.data(), ap_name.ap_name_length);
+        sql_flash_queue_in(type, 0, node->ethaddr);
+    }
+    return "0";
+}
+
+std::string describe_waiting()
+{
+    ac_lock lock(g_sql_flash_mutex);
+    int notes = 0;
+    for (const list_node* at = g_sql_flash_queue.next; at != &g_sql_flash_queue; at = at->next)
+        notes++;
+    return std::to_string(notes);
+}
+
 std::string answer_to(char* line)
 {
     std::vector<char*> words;
@@ -94,14 +116,14 @@ std::string answer_to(char* line)
     if (command == "item" && count >= 4)
         return do_item(atoi(words[1]), atoi(words[2]), atoi(words[3]), from_hex(count > 4 ? words[4] : ""));
     if (command == "count") return describe_count();
+    if (command == "waiting") return describe_waiting();
     if (count < 2) return "what?";
-    const std::size_t mac_at = command == "update" ? 2 : command == "note" ? 3 : 1;
-    const std::vector<UINT8> mac = from_hex(words[std::min(mac_at, count - 1)]);
+    if (command == "rename" && count > 2) return do_rename(atoi(words[1]), words[2]);
+    const std::vector<UINT8> mac = from_hex(command == "update" && count > 2 ? words[2] : words[1]);
     if (mac.size() != AC_MAC_LEN) return "bad mac";
     if (command == "update")
         return std::to_string(
             apconfig_mib_update(static_cast<UINT16>(atoi(words[1])), mac.data(), from_hex(count > 3 ? words[3] : "")));
-    if (command == "note") return std::to_string(sql_flash_queue_in(atoi(words[1]), atoi(words[2]), mac.data()));
     if (command == "delete") {
         delete_wtp_listinfo(mac.data());
         return std::to_string(apconfig_mib_node_del(mac.data(), 1));
