@@ -10,8 +10,8 @@ ac_mutex g_malloc_mutex("g_malloc_mutex", AC_RANK_MALLOC);
 
 namespace {
 
-// The back pointer in front of the usable bytes. The caller's address is `back_bytes` behind the storage's start: a
-// multiple of the strictest alignment, so that a record of any kind may stand there.
+// The back pointer in front of the usable bytes: 4 bytes where a pointer has 4. Where it has more, the caller's address
+// is a multiple of the strictest alignment.
 constexpr std::size_t pointer_bytes = sizeof(CWMemoryBlock*);
 constexpr std::size_t back_bytes = pointer_bytes > 4 ? alignof(std::max_align_t) : 4;
 constexpr unsigned int GROWTH_STEP = 16;

@@ -2,9 +2,9 @@
 //
 // Order    A thread may take a mutex only while all it holds stand before it in ac_lock_rank. Builds with
 //          WTP_LOCK_ORDER check this on every lock and abort with both names. Two mutexes of the same rank never nest.
-// Rules    Only ac_lock locks and unlocks. Nothing slow runs under a mutex; the exceptions are g_apconfig_mutex, which
-//          the flash thread holds over one note's SQL and send_pkt_to_all_ap over its sends, and g_msged_send_mutex,
-//          held while one work item is sent and recorded.
+// Rules    Only ac_lock locks and unlocks. Nothing slow runs under a mutex but: under g_apconfig_mutex one flash note's
+//          SQL and the sends of send_pkt_to_all_ap; under g_msged_send_mutex the sends of one work item; under
+//          g_apjioned_mutex the discovery reply before its AP's insertion, and the debug dump of the list.
 // Turns    A mutex goes to whoever asks first when it is free, which is mostly the thread that has just let go of it. A
 //          thread that holds one for long, again and again, calls ac_mutex_let_in between two holds.
 #pragma once

@@ -27,6 +27,8 @@ struct Line {
     UINT32 seed = 1;
     std::optional<double> duration;
     std::optional<double> reboot_every;
+    double outage_every = 0, outage_for = 240;
+    bool forget = false;
     std::optional<double> noise[noise_count];
     std::optional<double> spread;
     std::size_t silent = 0, refusing = 0;
@@ -130,6 +132,23 @@ void add_fault_options(CLI::App& app, Line& line)
            "Simulated seconds between two reboots anywhere in the fleet, on average; 0: none (default 0; soak 60)")
         ->type_name("SECONDS")
         ->check(CLI::NonNegativeNumber)
+        ->group(faults);
+    app.add_flag("--forget", line.forget,
+                 "APs come back from such a reboot with factory settings, version 0: a controller that holds a later "
+                 "version (see --config-version) has to hand them their settings again")
+        ->group(faults);
+    app.add_option(
+           "--outage-every", line.outage_every,
+           "Simulated seconds between two outages anywhere in the fleet, on average: an AP that runs is cut off "
+           "from the network for a while and then goes on; 0: none")
+        ->type_name("SECONDS")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str()
+        ->group(faults);
+    app.add_option("--outage-for", line.outage_for, "Simulated seconds that an outage lasts")
+        ->type_name("SECONDS")
+        ->check(CLI::PositiveNumber)
+        ->capture_default_str()
         ->group(faults);
     app.add_option("--silent", line.silent, "The last N APs join and then fall silent for good")
         ->type_name("N")
@@ -272,6 +291,9 @@ void fill_fleet(RunOptions& run, const Line& line)
     const double spread = line.spread.value_or(mode == Mode::soak || mode == Mode::flood ? 30 : 0);
     fleet.start_spread = static_cast<micros>(spread * static_cast<double>(second));
     fleet.reboot_every = line.reboot_every.value_or(mode == Mode::soak ? 60 : 0);
+    fleet.forget = line.forget;
+    fleet.outage_every = line.outage_every;
+    fleet.outage_for = line.outage_for;
     fleet.up = link_of(line, mode, true);
     fleet.down = link_of(line, mode, false);
     for (std::size_t i = 0; i < noise_count; i++)

@@ -75,8 +75,8 @@ std::string body_text(const FleetStats& stats)
 {
     const ApCounters& sum = stats.sum;
     std::string text = fmt::format("  APs        {}   (of {})\n", state_text(stats), stats.aps);
-    text += fmt::format("  joins      {}   lost {}   restarted {}   link-down {}   reboots {}\n", sum.joins, sum.lost,
-                        sum.join_restarted, sum.link_down, sum.reboots);
+    text += fmt::format("  joins      {}   lost {}   restarted {}   link-down {}   reboots {}   outages {}\n",
+                        sum.joins, sum.lost, sum.join_restarted, sum.link_down, sum.reboots, sum.outages);
     text += fmt::format("  frames     in {}   out {}   retransmissions {}   echoes missed {}   bad in {}\n",
                         stats.frames_in, stats.frames_out, sum.retransmissions, sum.echoes_missed, sum.bad_in);
     text += fmt::format(
