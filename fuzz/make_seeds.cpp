@@ -226,6 +226,39 @@ void msg_item_seeds()
         .write("msg_item", "client_report");
 }
 
+void control_seeds()
+{
+    constexpr unsigned int known = 1, lying = 2, gone = 4, cut = 8;
+    const auto request = [](unsigned int flags, unsigned int type, unsigned int ap_num, std::span<const UINT8> body) {
+        return seed().u8(flags).u16(type).u16(ap_num).u16(0).u16(0).sized(body);
+    };
+    const auto claim = [](unsigned int type, unsigned int low, unsigned int high) {
+        return seed().u8(lying).u16(type).u16(1).u16(0).u16(0).u16(low).u16(high).sized(std::vector<UINT8>(6, 2));
+    };
+    const std::vector<UINT8> none;
+    request(known, SET_AP_REBOOT_REQ, 1, none).write("control", "restart");
+    request(known, SET_AP_RESTORE_REQ, 250, none).write("control", "restore_250");
+    request(0, SET_AP_REBOOT_REQ, 65535, std::vector<UINT8>(600, 2)).write("control", "more_aps_than_the_body");
+    request(gone | known, SET_AP_REBOOT_REQ, 2, none).write("control", "gone_before_the_answer");
+    request(cut, SET_AP_REBOOT_REQ, 10, none).write("control", "ten_bytes_of_a_header");
+    claim(SET_AP_REBOOT_REQ, 0xFFFF, 0x7FFF).write("control", "length_of_2_gib");
+    claim(SET_AP_REBOOT_REQ, 0xFFFF, 0xFFFF).write("control", "negative_length");
+    claim(SET_AP_REBOOT_REQ, 7, 0).write("control", "one_byte_short");
+    claim(GET_AP_CONFIG_REQ, 0, 0x100).write("control", "page_without_its_body");
+    request(0, 0x011E, 0, std::vector<UINT8>(32, 'p')).write("control", "policy_by_name");
+    request(0, SET_AC_SQL_CLOSED_REQ, 0, none).write("control", "files_closed");
+    request(0, DELETE_CLIENT_REQ, 2, std::vector<UINT8>(64, '1')).write("control", "clients");
+    request(0, SET_WL_POLICY_REQ, 0, none).write("control", "no_request");
+    // Each type once with a body that could be anything, in groups of as many as an input takes.
+    seed all;
+    for (unsigned int type = 0; type <= 151; type++) {
+        all.u8(known).u16(type).u16(1).u16(0).u16(0).sized(std::vector<UINT8>(200, 1));
+        if (type % 8 != 7) continue;
+        all.write("control", ("each_type_to_" + std::to_string(type)).c_str());
+        all = seed();
+    }
+}
+
 void apconfig_update_seeds()
 {
     struct change {
@@ -345,6 +378,7 @@ int main(int argc, char** argv)
     compressed_report_seeds();
     discovery_seeds();
     msg_item_seeds();
+    control_seeds();
     apconfig_update_seeds();
     db_rows_seeds();
     ini_file_seeds();

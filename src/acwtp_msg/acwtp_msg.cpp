@@ -1,6 +1,7 @@
 #include "acwtp_msg/acwtp_msg.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 
@@ -17,8 +18,8 @@ static constexpr int PROTO_WAITING_MAX = 4096;
 static int g_proto_waiting AC_GUARDED_BY(acwtp_mutex) = 0;
 // Each part of a split item has a copy of the payload, so one large request for thousands of APs would fill the memory
 // by itself. What 512 APs need at once is some hundred kilobytes.
-static constexpr std::size_t WAITING_BYTES_MAX = 32 * 1024 * 1024;
-static std::size_t g_waiting_bytes AC_GUARDED_BY(acwtp_mutex) = 0;
+static constexpr std::uint64_t WAITING_BYTES_MAX = 32 * 1024 * 1024;
+static std::uint64_t g_waiting_bytes AC_GUARDED_BY(acwtp_mutex) = 0; // the items' own bytes included
 // The item that the initial thread is working on; it stays linked meanwhile, and only that thread takes it out.
 static ACWTP_MSG_TABLE* g_msg_current AC_GUARDED_BY(acwtp_mutex) = nullptr;
 
@@ -36,9 +37,9 @@ ACWTP_MSG_TABLE* acwtp_msg_first()
     return g_msg_current;
 }
 
-static std::size_t bytes_of(const ACWTP_MSG_TABLE* item)
+static std::uint64_t bytes_of(const ACWTP_MSG_TABLE* item)
 {
-    return item->msg != nullptr ? item->length : 0;
+    return sizeof *item + (item->msg != nullptr ? std::uint64_t{item->length} : 0);
 }
 
 static void unlink_item(ACWTP_MSG_TABLE* item) AC_REQUIRES(acwtp_mutex)
@@ -99,27 +100,29 @@ static AC_RET add_failed()
     return AC_RET_NULL_POINTER;
 }
 
-// Memory for an item's bytes; null where there is none, or where as much waits already as may.
-static char* room_for_bytes(std::size_t length)
+static bool queue_has_room(std::uint64_t length)
 {
-    {
-        ac_lock lock(acwtp_mutex);
-        if (length > WAITING_BYTES_MAX || g_waiting_bytes > WAITING_BYTES_MAX - length) return nullptr;
-    }
-    return static_cast<char*>(ac_malloc(length));
+    const std::uint64_t bytes = sizeof(ACWTP_MSG_TABLE) + length;
+    ac_lock lock(acwtp_mutex);
+    return bytes <= WAITING_BYTES_MAX && g_waiting_bytes <= WAITING_BYTES_MAX - bytes;
 }
 
 static AC_RET add_whole(const ACWTP_MSG_TABLE* new_node, int flag)
 {
     ACWTP_MSG_TABLE* item = acwtp_msg_alloc(new_node);
     if (item == nullptr) return add_failed();
-    if (new_node->length != 0 && new_node->msg != nullptr) {
-        item->msg = room_for_bytes(new_node->length);
+    const UINT32 length = new_node->msg != nullptr ? new_node->length : 0;
+    if (!queue_has_room(length)) {
+        acwtp_msg_free(item);
+        return AC_RET_ERROR;
+    }
+    if (length != 0) {
+        item->msg = static_cast<char*>(ac_malloc(length));
         if (item->msg == nullptr) {
             acwtp_msg_free(item);
             return AC_RET_ERROR;
         }
-        memcpy(item->msg, new_node->msg, new_node->length);
+        memcpy(item->msg, new_node->msg, length);
     }
     return acwtp_msg_link(item, flag);
 }
@@ -134,7 +137,7 @@ static AC_RET add_slice(const ACWTP_MSG_TABLE* new_node, UINT32 first, UINT32 co
     const std::size_t slice = std::size_t{count} * AC_MAC_LEN;
     item->ap_num = static_cast<UINT16>(count);
     item->length = static_cast<UINT32>(slice + payload);
-    item->msg = room_for_bytes(item->length);
+    if (queue_has_room(item->length)) item->msg = static_cast<char*>(ac_malloc(item->length));
     if (item->msg == nullptr) {
         acwtp_msg_free(item);
         return add_failed();
