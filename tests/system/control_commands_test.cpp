@@ -12,6 +12,7 @@ protected:
     void SetUp() override
     {
         daemon.start();
+        ASSERT_TRUE(control_up(daemon)) << daemon.log();
         apsim::FleetOptions options = fleet_options(daemon, 2);
         options.types = {TWO_RADIOS};
         options.layouts = {4};
@@ -54,6 +55,7 @@ protected:
     {
         EXPECT_EQ(daemon.stop(), 0);
         daemon.start();
+        ASSERT_TRUE(control_up(daemon)) << daemon.log();
     }
     // Both APs find the restarted daemon and run again.
     bool rejoined()
@@ -197,7 +199,7 @@ TEST_F(ControlCommands, a_deleted_ap_is_forgotten_and_comes_back_as_a_new_one)
     EXPECT_TRUE(live_alone([&] { return daemon.joined(mac) == -1 && row("apname").empty(); }));
     EXPECT_EQ(ssid_row("ssid", 0), "");
     EXPECT_EQ(daemon.record(mac), "-1");
-    EXPECT_EQ(daemon.log_count("mac is not exited\n"), 1);
+    EXPECT_GE(daemon.log_count("mac is not exited\n"), 1) << "nobody; an update on its way may have met the hole too";
     restart();
     EXPECT_EQ(daemon.record(mac), "-1");
     ASSERT_TRUE(rejoined());
