@@ -174,6 +174,14 @@ TEST(Show, puts_together_what_the_requests_tell)
                        "     8  staff         -      -\n");
 }
 
+TEST(Show, does_without_the_list_of_ssids)
+{
+    const FakeController controller([](const Bytes& request) { return request[4] == 25 ? Bytes() : site(request); });
+    const Ran ran = acctl_line(controller, {"ap", "show", "lobby"});
+    EXPECT_EQ(ran.status, 0) << ran.err;
+    EXPECT_NE(ran.out.find("  SSID  NAME    CLIENTS  LIMIT\n     0  guests        -      -\n"), std::string::npos);
+}
+
 TEST(Show, as_json_adds_to_the_keys_of_the_list)
 {
     const FakeController controller(site);
