@@ -109,9 +109,9 @@ int sql_delete_of_mac(const char* table, const UINT8* ethaddr, const char* funct
     sql.append("delete from %s where apmac='%s'", table, ac_mac_text(ethaddr).c_str());
     sql_message message;
     const int ret = sql_exec(db, sql, message);
-    if (ret == SQLITE_OK) return AC_RET_OK;
-    printf("Error->%s(%d)--delete error,Error code:%d,Reason:%s\n", function, line, ret, message.c_str());
-    return AC_RET_ERROR;
+    if (ret != SQLITE_OK)
+        printf("Error->%s(%d)--delete error,Error code:%d,Reason:%s\n", function, line, ret, message.c_str());
+    return ret;
 }
 
 int query_apbasic_exist(const char* eth_str)
@@ -123,7 +123,7 @@ int query_apbasic_exist(const char* eth_str)
 
 int sqlite_apbasic_del(const UINT8* ethaddr)
 {
-    return sql_delete_of_mac(AP_BASIC_TABLE, ethaddr);
+    return sql_delete_of_mac(AP_BASIC_TABLE, ethaddr) == SQLITE_OK ? AC_RET_OK : AC_RET_ERROR;
 }
 
 int sqlite_add_apbasic(const UINT8* ethaddr, const UINT8* router_ip, CONFIG_BASIC* basic,

@@ -28,6 +28,6 @@ int sqlite_apbasic_del(const UINT8* ethaddr); // 0, or 255
 // ac_sql's own.
 int sql_count_of_mac(const char* table, const char* eth_str, int& rows, const char* function = __builtin_FUNCTION(),
                      int line = __builtin_LINE());
-// Deletes one MAC's rows of one table: 0, or 255; ac_sql's own.
+// Deletes one MAC's rows of one table: SQLite's code, after a line when it failed; ac_sql's own.
 int sql_delete_of_mac(const char* table, const UINT8* ethaddr, const char* function = __builtin_FUNCTION(),
                       int line = __builtin_LINE());

@@ -163,7 +163,7 @@ int query_apssid_exist(const char* eth_str)
 
 int sqlite_apwlbasic_del(const UINT8* ethaddr)
 {
-    return sql_delete_of_mac(AP_SSID_TABLE, ethaddr);
+    return sql_delete_of_mac(AP_SSID_TABLE, ethaddr) == SQLITE_OK ? AC_RET_OK : AC_RET_ERROR;
 }
 
 int sqlite_add_apssid(const UINT8* ethaddr, list_node* list_wl, list_node* list_rf, const UINT8 (*p_name)[AC_NAME_LEN],
