@@ -93,12 +93,33 @@ void serve(const request& asked)
     close(ends[1]);
 }
 
+// One policy of each kind, all of one name, for the requests that bind or delete policies; again when an input has
+// deleted them.
+void policies_reset()
+{
+    static sqlite3* handle = nullptr;
+    static int changes = 0;
+    if (handle == policy_db.handle.load() && changes == sqlite3_total_changes(handle)) return;
+    handle = policy_db.handle.load();
+    const char sql[] = "delete from reboot_policy; delete from alarm_policy; delete from password_policy;"
+                       "delete from wl_deploy_policy; delete from qvlan_policy;"
+                       "insert into reboot_policy values(1,1,'p',1,2,90);"
+                       "insert into alarm_policy values(1,'p',1,'ops@example.net','secret',300,1,9,7,40,65536,465,1);"
+                       "insert into password_policy values(1,'p','root','pw',1);"
+                       "insert into wl_deploy_policy values(1,'p',3,4,5);"
+                       "insert into qvlan_policy values(1,'p',1,10,20,300,301,302,'1,2,3')";
+    sql_message message;
+    fuzz_require(sql_exec(policy_db, sql, message) == SQLITE_OK, "policies can be made");
+    changes = sqlite3_total_changes(handle);
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const UINT8* data, std::size_t size)
 {
     fuzz_world_reset();
     fuzz_database_reset();
+    policies_reset();
     fuzz_join(1, FUZZ_TYPE_DUAL, AC_LAYOUT_V2);
     fuzz_join(2, FUZZ_TYPE_SINGLE, AC_LAYOUT_V1);
     fuzz_join(3, FUZZ_TYPE_DUAL, AC_LAYOUT_V2);

@@ -169,12 +169,23 @@ stored_ap stored_of(APCONFIG* node)
     return stored;
 }
 
+// The firmware version goes into its statement as it is, and with a quote in it the statement fails: such an AP has no
+// rows.
+bool has_rows(const stored_ap& ap)
+{
+    return std::find(std::begin(ap.basic.version.version), std::end(ap.basic.version.version), '\'') ==
+           std::end(ap.basic.version.version);
+}
+
+// What the rows of the records in the table hold.
 std::vector<stored_ap> table_content()
 {
     std::vector<stored_ap> all;
     ac_lock lock(g_apconfig_mutex);
-    for (APCONFIG* node = apconfig_next_locked(nullptr); node != nullptr; node = apconfig_next_locked(node))
-        all.push_back(stored_of(node));
+    for (APCONFIG* node = apconfig_next_locked(nullptr); node != nullptr; node = apconfig_next_locked(node)) {
+        const stored_ap stored = stored_of(node);
+        if (has_rows(stored)) all.push_back(stored);
+    }
     return all;
 }
 

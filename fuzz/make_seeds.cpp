@@ -249,6 +249,21 @@ void control_seeds()
     request(0, SET_AC_SQL_CLOSED_REQ, 0, none).write("control", "files_closed");
     request(0, DELETE_CLIENT_REQ, 2, std::vector<UINT8>(64, '1')).write("control", "clients");
     request(0, SET_WL_POLICY_REQ, 0, none).write("control", "no_request");
+    std::vector<UINT8> names(4 * AC_NAME_LEN);
+    for (std::size_t at = 0; at < names.size(); at += AC_NAME_LEN)
+        names[at] = 'p';
+    const std::span<const UINT8> one_name = std::span<const UINT8>(names).first(AC_NAME_LEN);
+    request(known, SET_AP_CONFIG_ADVANCE_REQ, 3, names).write("control", "policies_bound");
+    request(known, SET_AP_CONFIG_ADVANCE_REQ, 4, std::span<const UINT8>(names).first(97))
+        .write("control", "policies_cut_short");
+    request(known, SET_AP_CONFIG_QVLAN_REQ, 4, one_name).write("control", "vlan_policy_bound");
+    request(0, SET_ADVANCE_POLICY_REQ, 4, names).write("control", "policies_deleted");
+    request(known, SET_AP_CONFIG_REQ, 1, std::vector<UINT8>(92, 1)).write("control", "page");
+    request(known, SET_AP_CONFIG_REQ, 1, std::vector<UINT8>(90, 1)).write("control", "page_cut_short");
+    request(known, SET_AP_REMARK_REQ, 1, std::vector<UINT8>(32, '\'')).write("control", "name_of_quotes");
+    request(known, SET_AP_CLI_LIMIT, 1, std::vector<UINT8>(2, 9)).write("control", "limit");
+    request(known, SET_AP_CHANNEL, 1, std::vector<UINT8>(3, 255)).write("control", "channel");
+    request(known, DELETE_AP_REQ, 4, none).write("control", "aps_deleted");
     // Each type once with a body that could be anything, in groups of as many as an input takes.
     seed all;
     for (unsigned int type = 0; type <= 151; type++) {

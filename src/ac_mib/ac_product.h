@@ -1,8 +1,8 @@
 // ac_product - the product table: what the controller knows of each type of AP.
 //
-// Shape    200 rows, indexed by ap_type; a row whose ap_type is 0 is empty. 67 rows are built in, rows 69 to 199 are
-//          learnt from APs and come back from the database at the next start. A filled row is never overwritten while
-//          threads run.
+// Shape    200 rows, indexed by ap_type; a row whose ap_type is 0 is empty. 67 rows are built in, the empty ones but
+//          row 0 are learnt from APs; of these, rows 69 to 199 come back from the database at the next start. A filled
+//          row is never overwritten while threads run.
 // Threads  the discovery thread fills rows, ap_type last (release). Others read through acwtp_product_obtain and the
 //          get_ functions, which see a row whole or empty. The two ..._using fields belong to the firmware upgrade.
 #pragma once

@@ -16,10 +16,10 @@ int get_offsetof_member_v1(UINT16 aptype, int bit);
 int get_offsetof_member_v2(UINT16 aptype, int bit);
 
 // `data` is the payload as far as it was received; a report shorter than its layout is refused.
-int apconfig_mib_add(const UINT8* ethaddr, const UINT8* ipaddr, UINT16 port, UINT16 aptype,
-                     std::span<const UINT8> data);
+int apconfig_mib_add(const UINT8* ethaddr, const UINT8* ipaddr, UINT16 port, UINT16 aptype, std::span<const UINT8> data)
+    AC_EXCLUDES(g_apconfig_mutex);
 int apconfig_mib_add_v2(const UINT8* ethaddr, const UINT8* ipaddr, UINT16 port, UINT16 aptype,
-                        std::span<const UINT8> data);
+                        std::span<const UINT8> data) AC_EXCLUDES(g_apconfig_mutex);
 
 struct ac_validatation {
     char name[128];
@@ -28,9 +28,13 @@ struct ac_validatation {
 };
 extern const ac_validatation g_ac_valid[4];
 
+// All give 0, or 255 for what is refused. A number by the row of that name, with a line; a name without a row is
+// refused.
 int ac_validate(const char* name, int data);
+// A decimal text between argv[0] and argv[1], both included; one of the strings of a null-ended list.
 int validate_range(const char* value, const char* const* argv);
 int validate_choice(const char* value, const char* const* argv);
+// A radio record passes as it is; an SSID record needs a number of 0 to 11 and a name of 1 to 32 bytes.
 int validate_rf(const CONFIG_WL_RF* rf, int rate);
 int validate_wl(const CONFIG_WL_BASIC* basic);
 // The two decimal digits of AP_config_version as a number, as atoi reads them.

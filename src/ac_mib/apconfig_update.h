@@ -26,7 +26,8 @@ int apconfig_mib_update_channel(APCONFIG* node, const CONFIG_CHANNEL* data) AC_R
 int apconfig_mib_update_limit(APCONFIG* node, const CONFIG_CLI_LIMIT* data) AC_REQUIRES(g_apconfig_mutex);
 
 // The record's status, 0 for an unknown MAC.
-UINT8 get_ap_status(const UINT8* ethaddr);
+UINT8 get_ap_status(const UINT8* ethaddr) AC_EXCLUDES(g_apconfig_mutex);
 
 // Replaces the online-client list by `num` MACs of 6 bytes; more than 64 are refused with 255.
-int apconfig_mib_update_client(const UINT8* ethaddr, std::span<const UINT8> data, int num);
+int apconfig_mib_update_client(const UINT8* ethaddr, std::span<const UINT8> data, int num)
+    AC_EXCLUDES(g_apconfig_mutex);

@@ -1,8 +1,10 @@
 #include "ac_mib/sql_flash_queue.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "ac_mib/apconfig.h"
 #include "ac_sql/sqlite_apconfig_update.h"
@@ -217,18 +219,45 @@ list_node* next_note(list_node* node)
     return node->next;
 }
 
-void spend_note(list_node* node)
+UINT32 g_notes_lost AC_GUARDED_BY(g_sql_flash_mutex); // since the queue was last full, for want of room
+
+unsigned int blocks_out(const CWMemoryPool* pool)
 {
-    const ac_lock lock(g_sql_flash_mutex);
-    list_del(node);
-    CWPool_free(g_ac_pthread[PTHREAD_AC_SQL].mempool, list_entry(node, SQL_FLASH_QUEUE, list));
+    return pool->blockCount - pool->freeCount; // right also where freeCount has wrapped, as it does when the pool grows
 }
 
-SQL_FLASH_QUEUE* take_block()
+// Gives the block back; how many notes were lost, once the queue has room again.
+UINT32 release_note(list_node* node)
 {
     const ac_lock lock(g_sql_flash_mutex);
     CWMemoryPool* pool = g_ac_pthread[PTHREAD_AC_SQL].mempool;
-    return pool == nullptr ? nullptr : static_cast<SQL_FLASH_QUEUE*>(CWPool_alloc(pool, 0));
+    list_del(node);
+    CWPool_free(pool, list_entry(node, SQL_FLASH_QUEUE, list));
+    if (blocks_out(pool) > SQL_FLASH_NOTES_MAX / 2) return 0;
+    return std::exchange(g_notes_lost, 0);
+}
+
+void spend_note(list_node* node)
+{
+    const UINT32 lost = release_note(node);
+    if (lost != 0) AC_ERR("%u notes lost\n", lost);
+}
+
+struct flash_block {
+    SQL_FLASH_QUEUE* note; // null: none can be had
+    bool silent;           // the loss of earlier notes has been reported and the queue is still full
+};
+
+flash_block take_block(int type)
+{
+    const ac_lock lock(g_sql_flash_mutex);
+    CWMemoryPool* pool = g_ac_pthread[PTHREAD_AC_SQL].mempool;
+    if (pool == nullptr) return {nullptr, false};
+    const unsigned int kept = type == CONFIG_SQL_DELETE_AP ? 0 : SQL_FLASH_NOTES_KEPT;
+    if (blocks_out(pool) < SQL_FLASH_NOTES_MAX - kept)
+        return {static_cast<SQL_FLASH_QUEUE*>(CWPool_alloc(pool, 0)), false};
+    errno = ENOMEM;
+    return {nullptr, g_notes_lost++ != 0};
 }
 
 template <typename Link> void free_nodes(list_node* head)
@@ -245,9 +274,9 @@ template <typename Link> void free_nodes(list_node* head)
 int sql_flash_queue_in(int type, int index, const UINT8* ethaddr)
 {
     acwtp_pools_wait(PTHREAD_AC_SQL);
-    SQL_FLASH_QUEUE* note = take_block();
+    const auto [note, silent] = take_block(type);
     if (note == nullptr) {
-        perror("malloc");
+        if (!silent) perror("malloc"); // a flood must not become one of lines
         return AC_RET_ERROR;
     }
     note->type = type;
@@ -267,6 +296,7 @@ void sql_flash_queue_out()
         list_node* next = next_note(node); // what comes behind it from here on waits for its own post
         handle_note(*list_entry(node, SQL_FLASH_QUEUE, list));
         spend_note(node);
+        ac_mutex_let_in(g_apconfig_mutex); // or this thread would mostly be the first to have it again
         node = next;
     }
 }

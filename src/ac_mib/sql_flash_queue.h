@@ -7,6 +7,10 @@
 //          own.
 // Locks    g_sql_flash_mutex guards the list and the pool and is never held over SQL. g_apconfig_mutex is held from the
 //          search for a note's record to the end of its statement: the record can neither change nor go meanwhile.
+//          Between two notes all who wait for it have it, so that nobody waits for more than one note's write.
+// Memory   at most SQL_FLASH_NOTES_MAX notes wait, some 7 MB. None is merged with another: the order of writes stays
+// that
+//          of the changes.
 #pragma once
 
 #include <semaphore.h>
@@ -51,12 +55,18 @@ struct sql_flash_queue {
 typedef struct sql_flash_queue SQL_FLASH_QUEUE;
 static_assert(sizeof(SQL_FLASH_QUEUE) <= 64, "a note fits its pool block");
 
+inline constexpr unsigned int SQL_FLASH_NOTES_MAX = 65536;
+// The last of them are for deletions: the next join of an AP writes what other notes would have, but nothing brings a
+// lost deletion back, and the AP would be there again after a restart.
+inline constexpr unsigned int SQL_FLASH_NOTES_KEPT = 1024;
+
 extern ac_mutex g_sql_flash_mutex;
 extern list_node g_sql_flash_queue AC_GUARDED_BY(g_sql_flash_mutex);
 extern sem_t sql_flash_sig;
 
 // Queues a note and wakes the thread. 0; 255 after perror("malloc") when no block can be had: the change then stays in
-// memory alone.
+// memory alone. Too many waiting notes count as that, with one line for all that are lost until half are written; their
+// number is a line then.
 int sql_flash_queue_in(int type, int index, const UINT8* ethaddr);
 
 // One pass: writes what the notes ask for, oldest first, each once. The consumer only. A failed write is a line and its

@@ -79,6 +79,14 @@ void form_insert(sql_text& sql, const basic_row& row, int router_ip)
     sql.append(")");
 }
 
+// Whether there is a row after the write, by the count before it and the write's result.
+bool row_stands(int rows_before, int ret, const char* mac)
+{
+    if (rows_before > 0) return true;
+    if (rows_before == 0) return ret == SQLITE_OK;
+    return query_apbasic_exist(mac) > 0;
+}
+
 } // namespace
 
 int sql_count_of_mac(const char* table, const char* eth_str, int failed, const char* function, int line)
@@ -119,7 +127,7 @@ int sqlite_add_apbasic(const UINT8* ethaddr, const UINT8* router_ip, CONFIG_BASI
                        const CONFIG_ALARM_EVENT* alarm_event, const UINT8* reboot_name, const UINT8* alarm_name,
                        UINT16 type, UINT8 status, const UINT8* config_version, const UINT8* pass_name,
                        const UINT8* wl_deploy_name, const UINT8* qvlan_name, UINT32 product_id,
-                       const UINT8* product_name)
+                       const UINT8* product_name, bool* stands)
 {
     if (basic == nullptr || reboot == nullptr || alarm == nullptr || alarm_event == nullptr) {
         AC_ERR("\n");
@@ -151,7 +159,8 @@ int sqlite_add_apbasic(const UINT8* ethaddr, const UINT8* router_ip, CONFIG_BASI
     field_to_text(field_by_length(basic->version.version, basic->version.version_length), row.version);
 
     sql_text sql(1024);
-    if (query_apbasic_exist(row.mac.c_str()) != 0)
+    const int rows = query_apbasic_exist(row.mac.c_str());
+    if (rows != 0)
         // The update stores the place of the address in memory, not the address: after it the column router_ip means
         // nothing, and a load gives the record a false `ip` until its AP joins again. Only the load reads the column.
         form_update(sql, row, static_cast<int>(reinterpret_cast<std::uintptr_t>(router_ip)));
@@ -167,5 +176,6 @@ int sqlite_add_apbasic(const UINT8* ethaddr, const UINT8* router_ip, CONFIG_BASI
     else
         ret = sql_exec(db, sql, message);
     if (ret != SQLITE_OK) AC_ERR("insert error ret=%d,errmsg=%s\n", ret, message.c_str());
+    if (stands != nullptr) *stands = row_stands(rows, ret, row.mac.c_str());
     return AC_RET_OK;
 }

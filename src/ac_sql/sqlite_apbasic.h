@@ -13,13 +13,14 @@ int query_apbasic_exist(const char* eth_str);
 
 // Writes one whole row: updates it where it exists, else inserts it. Name fields are AC_NAME_LEN bytes wide,
 // config_version 2. Lengths above 32 in basic->apname and basic->version become 32 in the caller's record.
-// 0, also after a failed statement; 1001 for a null argument.
+// 0, also after a failed statement; 1001 for a null argument. `stands`, where given, becomes whether the AP has a row
+// now.
 int sqlite_add_apbasic(const UINT8* ethaddr, const UINT8* router_ip, CONFIG_BASIC* basic,
                        const CONFIG_SCHED_REBOOT* reboot, const CONFIG_ALARM* alarm,
                        const CONFIG_ALARM_EVENT* alarm_event, const UINT8* reboot_name, const UINT8* alarm_name,
                        UINT16 type, UINT8 status, const UINT8* config_version, const UINT8* pass_name,
                        const UINT8* wl_deploy_name, const UINT8* qvlan_name, UINT32 product_id,
-                       const UINT8* product_name);
+                       const UINT8* product_name, bool* stands = nullptr);
 
 int sqlite_apbasic_del(const UINT8* ethaddr); // 0, or 255
 

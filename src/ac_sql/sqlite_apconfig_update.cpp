@@ -189,19 +189,19 @@ int update_wl_deploy(const char* mac, void* data)
     return update_run(sql);
 }
 
-int add_basic_of(APCONFIG& elem)
+int add_basic_of(APCONFIG& elem, bool* stands)
 {
     return sqlite_add_apbasic(elem.ethaddr, elem.ip, &elem.info_basic, &elem.info_reboot, &elem.info_alarm,
                               &elem.info_event, elem.p_reboot_name, elem.p_alarm_name, elem.ap_type, elem.status,
                               elem.AP_config_version, elem.p_pass_name, elem.p_wl_deploy_name, elem.p_qvlan_name,
-                              elem.product_id, elem.product_name);
+                              elem.product_id, elem.product_name, stands);
 }
 
 // Not without the AP's own row, whose write may have failed: the next load would stop at the first SSID of an AP that
 // it doesn't know, and every AP behind that row would come back without its SSIDs.
-int add_ssids_of(APCONFIG& elem)
+int add_ssids_of(APCONFIG& elem, bool basic_stands)
 {
-    if (query_apbasic_exist(ac_mac_text(elem.ethaddr).c_str()) <= 0) {
+    if (!basic_stands) {
         AC_ERR("ap has no row, its ssids are not written\n");
         return AC_RET_ERROR;
     }
@@ -211,12 +211,13 @@ int add_ssids_of(APCONFIG& elem)
 
 int update_wlrf(const char*, void* data)
 {
-    return add_ssids_of(*static_cast<APCONFIG*>(data));
+    auto& elem = *static_cast<APCONFIG*>(data);
+    return add_ssids_of(elem, query_apbasic_exist(ac_mac_text(elem.ethaddr).c_str()) > 0);
 }
 
 int update_advance(const char*, void* data)
 {
-    return add_basic_of(*static_cast<APCONFIG*>(data));
+    return add_basic_of(*static_cast<APCONFIG*>(data), nullptr);
 }
 
 // The names of the policies on SSIDs are written with the whole rows; the note is accepted and that is all.
@@ -281,8 +282,9 @@ int delete_macs(const char* table, std::span<const UINT8> macs)
 
 int sqlite_apconfig_add(APCONFIG* elem)
 {
-    (void)add_basic_of(*elem); // each has printed what went wrong; a later note or the next join writes again
-    (void)add_ssids_of(*elem);
+    bool stands = false;
+    (void)add_basic_of(*elem, &stands); // each has printed what went wrong; a later note or the next join writes again
+    (void)add_ssids_of(*elem, stands);
     return AC_RET_OK;
 }
 

@@ -10,15 +10,16 @@ ac_mutex g_malloc_mutex("g_malloc_mutex", AC_RANK_MALLOC);
 
 namespace {
 
-// The back pointer in front of the usable bytes. The caller's address is `back_bytes` behind the storage's start: a
-// multiple of the strictest alignment, so that a record of any kind may stand there.
-constexpr std::size_t back_bytes = sizeof(CWMemoryBlock*) > 4 ? alignof(std::max_align_t) : 4;
+// The back pointer in front of the usable bytes: 4 bytes where a pointer has 4. Where it has more, the caller's address
+// is a multiple of the strictest alignment.
+constexpr std::size_t pointer_bytes = sizeof(CWMemoryBlock*);
+constexpr std::size_t back_bytes = pointer_bytes > 4 ? alignof(std::max_align_t) : 4;
 constexpr unsigned int GROWTH_STEP = 16;
 
 std::size_t storage_bytes(unsigned int block_size)
 {
     const std::size_t bytes = block_size + back_bytes;
-    const std::size_t unit = sizeof(CWMemoryBlock*) > 4 ? alignof(std::max_align_t) : 4;
+    const std::size_t unit = pointer_bytes > 4 ? alignof(std::max_align_t) : 4;
     return (bytes + unit - 1) / unit * unit;
 }
 
@@ -36,6 +37,7 @@ void append_free(CWMemoryPool* memory, CWMemoryBlock* block)
 CWMemoryBlock* take_free_head(CWMemoryPool* memory)
 {
     CWMemoryBlock* block = memory->freeHead;
+    if (block == nullptr) return nullptr;
     memory->freeHead = block->pNext;
     if (memory->freeHead != nullptr)
         memory->freeHead->pPrev = nullptr;
@@ -127,19 +129,19 @@ int CWPool_block(CWMemoryPool* memory, unsigned int blockCount, unsigned int blo
 
 void* CWPool_alloc(CWMemoryPool* memory, unsigned int /*size*/)
 {
-    if (memory->freeHead == nullptr && CWPool_block(memory, memory->blockCountStep, memory->blockSize) != AC_RET_OK)
-        return nullptr;
+    if (memory->freeHead == nullptr) (void)CWPool_block(memory, memory->blockCountStep, memory->blockSize);
     CWMemoryBlock* block = take_free_head(memory);
+    if (block == nullptr) return nullptr;
     memory->freeCount--;
     append_used(memory, block);
-    memcpy(block->data, &block, sizeof block);
+    memcpy(block->data, &block, pointer_bytes);
     return block->data + back_bytes;
 }
 
 int CWPool_free(CWMemoryPool* memory, void* ptr)
 {
     CWMemoryBlock* block = nullptr;
-    memcpy(&block, static_cast<char*>(ptr) - back_bytes, sizeof block);
+    memcpy(&block, static_cast<char*>(ptr) - back_bytes, pointer_bytes);
     if (block == nullptr) return 0;
     unlink_used(block);
     append_free(memory, block);
@@ -151,7 +153,7 @@ int CWPool_free(CWMemoryPool* memory, void* ptr)
 const CWMemoryPool* CWPool_owner(const void* ptr)
 {
     const CWMemoryBlock* block = nullptr;
-    memcpy(&block, static_cast<const char*>(ptr) - back_bytes, sizeof block);
+    memcpy(&block, static_cast<const char*>(ptr) - back_bytes, pointer_bytes);
     return block == nullptr ? nullptr : block->usedBy;
 }
 

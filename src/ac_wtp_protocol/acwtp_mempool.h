@@ -46,8 +46,8 @@ extern ac_mutex g_malloc_mutex;
 int CWPool_init(CWMemoryPool* memory, unsigned int blockCount, unsigned int blockSize);
 // Adds a zone. 0, or 255 without memory.
 int CWPool_block(CWMemoryPool* memory, unsigned int blockCount, unsigned int blockSize);
-// A block's usable address, aligned for any record; null when the pool is dry and can't grow. `size` is ignored: the
-// caller knows that its object fits.
+// A block's usable address; null when the pool is dry and can't grow. `size` is ignored: the caller knows that its
+// object fits. Aligned for any record on a 64-bit machine, for pointers and 32-bit fields on a 32-bit one.
 void* CWPool_alloc(CWMemoryPool* memory, unsigned int size);
 // 0. A block may go to another pool than its own and joins that pool's free list. A null back pointer: nothing happens.
 int CWPool_free(CWMemoryPool* memory, void* ptr);

@@ -41,11 +41,6 @@ void acwtp_pools_wait(ac_pthread row)
     g_pools_ready[row].wait(0);
 }
 
-bool acwtp_pools_are_ready(ac_pthread row)
-{
-    return g_pools_ready[row].load() != 0;
-}
-
 void acwtp_sem_wait_all(sem_t* sem)
 {
     while (sem_wait(sem) != 0) {

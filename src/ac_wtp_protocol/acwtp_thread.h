@@ -49,7 +49,6 @@ CWMemoryPool* acwtp_pool_record();
 // PTHREAD_UDP_QUEUE.
 void acwtp_pools_ready(ac_pthread row);
 void acwtp_pools_wait(ac_pthread row);
-bool acwtp_pools_are_ready(ac_pthread row);
 
 // Waits on a semaphore and takes all its further posts along: one pass serves them all.
 void acwtp_sem_wait_all(sem_t* sem);

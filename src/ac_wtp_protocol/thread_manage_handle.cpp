@@ -22,7 +22,8 @@
 #include "platform/ac_clock.h"
 
 static constexpr int RECEIVE_BUFFER = 700000; // bytes of SO_RCVBUF
-static constexpr int RECEIVE_BATCH = 64;      // datagrams taken per wait at most
+static constexpr unsigned RECEIVE_BATCH = 16; // datagrams taken with one system call
+static constexpr unsigned RECEIVE_TURNS = 4;  // system calls per wait at most
 static constexpr UINT32 DISCOVERY_PAYLOAD_MAX = AC_SKB_SMALL - AC_SKB_HEAD;
 
 static void print_crc_error(const CLOUD_AP_UDP_PKT* pkt, UINT32 crc_check)
@@ -72,23 +73,24 @@ static void make_room_for_joined(const CLOUD_AP_UDP_PKT* pkt)
     if (udp_skb_waiting() > AC_SKB_QUEUE_MAX && is_joined(pkt->ap_mac)) (void)udp_skb_drop_stranger(is_joined);
 }
 
-// A full queue loses the frame without a word; its consumer is woken all the same.
-static void queue_by_kind(const CLOUD_AP_UDP_PKT* pkt, const struct sockaddr_in* from)
+// A full queue loses the frame without a word; its consumer is to be woken all the same. Returns the consumer's
+// semaphore.
+static sem_t* queue_by_kind(const CLOUD_AP_UDP_PKT* pkt, const struct sockaddr_in* from)
 {
     UINT8 ip[4];
     memcpy(ip, &from->sin_addr.s_addr, sizeof ip);
     const UINT16 port = ntohs(from->sin_port);
     if (pkt->msg_type == HALDE_APDiscoveryReq) {
         (void)udp_discvr_skb_queue_in(ip, port, from, pkt);
-        trim_sig(&udp_discvr_sem_sig);
-    } else {
-        make_room_for_joined(pkt);
-        (void)udp_skb_queue_in(ip, port, from, pkt);
-        trim_sig(&udp_sem_sig);
+        return &udp_discvr_sem_sig;
     }
+    make_room_for_joined(pkt);
+    (void)udp_skb_queue_in(ip, port, from, pkt);
+    return &udp_sem_sig;
 }
 
-void manage_datagram(std::span<const UINT8> datagram, const struct sockaddr_in* from)
+// Checks a datagram and queues it. The semaphore of its queue, or null for one that was dropped.
+static sem_t* take_datagram(std::span<const UINT8> datagram, const struct sockaddr_in* from)
 {
     CLOUD_AP_UDP_PKT short_frame = {}; // what is missing of a header reads as zero, and fails the checks
     const CLOUD_AP_UDP_PKT* pkt = &short_frame;
@@ -96,22 +98,66 @@ void manage_datagram(std::span<const UINT8> datagram, const struct sockaddr_in* 
         pkt = static_cast<const CLOUD_AP_UDP_PKT*>(static_cast<const void*>(datagram.data()));
     else if (!datagram.empty())
         memcpy(static_cast<void*>(&short_frame), datagram.data(), datagram.size());
-    if (!header_is_ours(pkt) || !payload_is_sound(pkt, datagram.size())) return;
-    queue_by_kind(pkt, from);
+    if (!header_is_ours(pkt) || !payload_is_sound(pkt, datagram.size())) return nullptr;
+    return queue_by_kind(pkt, from);
 }
 
+void manage_datagram(std::span<const UINT8> datagram, const struct sockaddr_in* from)
+{
+    sem_t* consumer = take_datagram(datagram, from);
+    if (consumer != nullptr) trim_sig(consumer);
+}
+
+struct receive_batch {
+    alignas(8) UINT8 datagrams[RECEIVE_BATCH][AC_FRAME_MAX];
+    struct sockaddr_in from[RECEIVE_BATCH];
+    struct iovec pieces[RECEIVE_BATCH];
+    struct mmsghdr messages[RECEIVE_BATCH];
+};
+
+static int receive_datagrams(receive_batch& batch)
+{
+    for (unsigned i = 0; i < RECEIVE_BATCH; i++) {
+        batch.from[i] = {};
+        batch.pieces[i] = {batch.datagrams[i], AC_FRAME_MAX};
+        batch.messages[i] = {};
+        batch.messages[i].msg_hdr.msg_name = &batch.from[i];
+        batch.messages[i].msg_hdr.msg_namelen = sizeof batch.from[i];
+        batch.messages[i].msg_hdr.msg_iov = &batch.pieces[i];
+        batch.messages[i].msg_hdr.msg_iovlen = 1;
+    }
+    return recvmmsg(gacwtp, batch.messages, RECEIVE_BATCH, MSG_DONTWAIT, nullptr);
+}
+
+struct receive_wakes {
+    bool running = false;
+    bool discovery = false;
+};
+
+// False: the socket is empty.
+static bool receive_turn(receive_batch& batch, receive_wakes& wakes)
+{
+    const int count = receive_datagrams(batch);
+    for (int i = 0; i < count; i++) {
+        if (batch.messages[i].msg_len == 0) continue;
+        const sem_t* consumer = take_datagram({batch.datagrams[i], batch.messages[i].msg_len}, &batch.from[i]);
+        wakes.running = wakes.running || consumer == &udp_sem_sig;
+        wakes.discovery = wakes.discovery || consumer == &udp_discvr_sem_sig;
+    }
+    return count > 0;
+}
+
+// A consumer is woken once for all that was there for it: it drains its queue anyhow, and a wake for each frame would
+// cost more than the frame.
 void manage_receive_once()
 {
-    alignas(8) static UINT8 buffer[AC_FRAME_MAX]; // the receiving thread alone
+    static receive_batch batch; // the receiving thread alone
     if (ac_wait_readable(gacwtp, 2, 10) != 1) return;
-    for (int i = 0; i < RECEIVE_BATCH; i++) {
-        struct sockaddr_in from = {};
-        socklen_t from_length = sizeof from;
-        const ssize_t received = recvfrom(gacwtp, buffer, sizeof buffer, MSG_DONTWAIT,
-                                          reinterpret_cast<struct sockaddr*>(&from), &from_length);
-        if (received < 0) return;
-        if (received > 0) manage_datagram({buffer, static_cast<std::size_t>(received)}, &from);
+    receive_wakes wakes;
+    for (unsigned turn = 0; turn < RECEIVE_TURNS && receive_turn(batch, wakes); turn++) {
     }
+    if (wakes.discovery) trim_sig(&udp_discvr_sem_sig);
+    if (wakes.running) trim_sig(&udp_sem_sig);
 }
 
 static void print_receive_buffer()
@@ -188,10 +234,9 @@ void running_handle_frame(AC_UDP_SKB_INFO* frame)
 
 int udp_skb_queue_out()
 {
-    for (AC_UDP_SKB_INFO* frame = udp_skb_first(); frame != nullptr; frame = udp_skb_first()) {
+    for (AC_UDP_SKB_INFO* frame = udp_skb_first(); frame != nullptr; frame = udp_skb_done_and_next(frame)) {
         ac_reader section;
         running_handle_frame(frame);
-        udp_skb_done(frame);
     }
     return AC_RET_OK;
 }

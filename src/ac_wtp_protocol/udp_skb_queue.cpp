@@ -8,6 +8,7 @@
 
 #include "ac_wtp_protocol/acwtp_thread.h"
 #include "common/ac_alloc.h"
+#include "common/ac_atomic.h"
 #include "common/ac_err.h"
 
 ac_mutex g_udp_skb_mutex("g_udp_skb_mutex", AC_RANK_SKB);
@@ -67,6 +68,8 @@ bool udp_discvr_pools_make()
     acwtp_pools_ready(PTHREAD_DISCORVER);
     return true;
 }
+
+static_assert(alignof(AC_UDP_SKB_INFO) <= alignof(void*)); // what a pool's block grants
 
 static AC_UDP_SKB_INFO* block_as_record(CWMemoryPool* pool)
 {
@@ -129,7 +132,7 @@ static void release_to_small(AC_UDP_SKB_INFO* frame) AC_REQUIRES(g_udp_skb_mutex
 static void release_frame(AC_UDP_SKB_INFO* frame) AC_REQUIRES(g_udp_skb_mutex)
 {
     list_del(&frame->list);
-    udp_data_num_in_queue--;
+    ac_add(udp_data_num_in_queue, -1);
     if (frame->toltal_len < AC_SKB_SMALL + 1)
         release_to_small(frame);
     else
@@ -143,30 +146,50 @@ static void drop_bad_report(AC_UDP_SKB_INFO* frame)
     release_to_small(frame);
 }
 
-static AC_UDP_SKB_INFO* alloc_if_room(UINT32 size)
+static AC_UDP_SKB_INFO* alloc_if_room(UINT32 size) AC_REQUIRES(g_udp_skb_mutex)
 {
-    ac_lock lock(g_udp_skb_mutex);
     if (udp_data_num_in_queue > AC_SKB_QUEUE_MAX) return nullptr;
     return udp_skb_alloc(size);
 }
 
-AC_RET udp_skb_queue_in(const UINT8* ip, UINT16 port, const struct sockaddr_in* from_addr, const CLOUD_AP_UDP_PKT* pkt)
+static void link_frame(AC_UDP_SKB_INFO* frame) AC_REQUIRES(g_udp_skb_mutex)
 {
-    if (pkt == nullptr) return AC_RET_ERROR;
-    const bool compressed = pkt->msg_type == HALDE_APClientUpdateReq && pkt->msg_length != pkt->reserve;
-    AC_UDP_SKB_INFO* frame = alloc_if_room(compressed ? 1024 : pkt->msg_length + AC_SKB_HEAD);
+    list_add_tail(&frame->list, &g_udp_skb_queue);
+    ac_add(udp_data_num_in_queue, 1);
+}
+
+// A report is inflated without the lock: that takes longer than the consumer should wait.
+static AC_RET queue_in_compressed(const UINT8* ip, UINT16 port, const struct sockaddr_in* from_addr,
+                                  const CLOUD_AP_UDP_PKT* pkt)
+{
+    AC_UDP_SKB_INFO* frame = nullptr;
+    {
+        ac_lock lock(g_udp_skb_mutex);
+        frame = alloc_if_room(1024);
+    }
     if (frame == nullptr) return AC_RET_ERROR;
     fill_source(frame, ip, port, from_addr);
-    if (!compressed) {
-        fill_plain(frame, pkt);
-    } else if (!fill_inflated(frame, pkt)) {
+    if (!fill_inflated(frame, pkt)) {
         AC_ERR("data error.\n");
         drop_bad_report(frame);
         return AC_RET_ERROR;
     }
     ac_lock lock(g_udp_skb_mutex);
-    list_add_tail(&frame->list, &g_udp_skb_queue);
-    udp_data_num_in_queue++;
+    link_frame(frame);
+    return AC_RET_OK;
+}
+
+AC_RET udp_skb_queue_in(const UINT8* ip, UINT16 port, const struct sockaddr_in* from_addr, const CLOUD_AP_UDP_PKT* pkt)
+{
+    if (pkt == nullptr) return AC_RET_ERROR;
+    if (pkt->msg_type == HALDE_APClientUpdateReq && pkt->msg_length != pkt->reserve)
+        return queue_in_compressed(ip, port, from_addr, pkt);
+    ac_lock lock(g_udp_skb_mutex);
+    AC_UDP_SKB_INFO* frame = alloc_if_room(pkt->msg_length + AC_SKB_HEAD);
+    if (frame == nullptr) return AC_RET_ERROR;
+    fill_source(frame, ip, port, from_addr);
+    fill_plain(frame, pkt);
+    link_frame(frame);
     return AC_RET_OK;
 }
 
@@ -190,10 +213,10 @@ void trim_sig(sem_t* sem)
     sem_post(sem);
 }
 
-int udp_skb_waiting()
+// Without the lock, for every frame that comes asks; written under it.
+int udp_skb_waiting() AC_NO_TSA
 {
-    ac_lock lock(g_udp_skb_mutex);
-    return udp_data_num_in_queue;
+    return ac_load(udp_data_num_in_queue);
 }
 
 static constexpr std::size_t STRANGER_SEARCH =
@@ -242,10 +265,22 @@ bool udp_skb_drop_stranger(bool (*is_known)(const UINT8* mac))
     return false;
 }
 
+static AC_UDP_SKB_INFO* first_frame() AC_REQUIRES(g_udp_skb_mutex)
+{
+    return list_empty(&g_udp_skb_queue) ? nullptr : list_entry(g_udp_skb_queue.next, AC_UDP_SKB_INFO, list);
+}
+
 AC_UDP_SKB_INFO* udp_skb_first()
 {
     ac_lock lock(g_udp_skb_mutex);
-    return list_empty(&g_udp_skb_queue) ? nullptr : list_entry(g_udp_skb_queue.next, AC_UDP_SKB_INFO, list);
+    return first_frame();
+}
+
+AC_UDP_SKB_INFO* udp_skb_done_and_next(AC_UDP_SKB_INFO* frame)
+{
+    ac_lock lock(g_udp_skb_mutex);
+    release_frame(frame);
+    return first_frame();
 }
 
 void udp_skb_done(AC_UDP_SKB_INFO* frame)

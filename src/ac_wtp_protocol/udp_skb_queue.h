@@ -66,14 +66,16 @@ AC_RET udp_discvr_skb_queue_in(const UINT8* ip, UINT16 port, const struct sockad
 
 void trim_sig(sem_t* sem); // sem_post
 
-int udp_skb_waiting(); // frames in the running queue
+int udp_skb_waiting(); // frames in the running queue; takes no lock
 
 // Loses one of the last frames in the running queue whose sender is not known; never the one that is being handled.
 // false if there is none. The receiving thread alone; `is_known` is called without the queue's lock.
 bool udp_skb_drop_stranger(bool (*is_known)(const UINT8* mac));
 
-// The consumer's side: the first frame, still linked, or null; and its end, which gives the block back.
+// The consumer's side: the first frame, still linked, or null; and its end, which gives the block back. The middle one
+// does both in one hold of the lock.
 AC_UDP_SKB_INFO* udp_skb_first();
+AC_UDP_SKB_INFO* udp_skb_done_and_next(AC_UDP_SKB_INFO* frame);
 void udp_skb_done(AC_UDP_SKB_INFO* frame);
 AC_UDP_SKB_INFO* udp_discvr_skb_first();
 void udp_discvr_skb_done(AC_UDP_SKB_INFO* frame);

@@ -61,7 +61,11 @@ int ac_mutex_acquire(ac_mutex& mutex) AC_NO_TSA
 #if defined(WTP_LOCK_ORDER)
     order_check(mutex);
 #endif
+    if (pthread_mutex_trylock(&mutex.m) == 0) return 0; // the usual case costs no count
+    std::atomic<int>& waiting = mutex.waiting[mutex.turn.load() % 2];
+    waiting.fetch_add(1);
     const int result = pthread_mutex_lock(&mutex.m);
+    if (waiting.fetch_sub(1) == 1) waiting.notify_all();
 #if defined(WTP_LOCK_ORDER)
     if (result != 0) order_forget(mutex);
 #endif
@@ -76,4 +80,14 @@ int ac_mutex_release(ac_mutex& mutex) AC_NO_TSA
     if (result == 0) order_forget(mutex);
 #endif
     return result;
+}
+
+void ac_mutex_let_in(ac_mutex& mutex)
+{
+    if (mutex.gone) return;
+    // From here on newcomers count for the other turn. One that has read the old turn and isn't counted yet may be
+    // missed; it then waits for one hold more.
+    const std::atomic<int>& waiting = mutex.waiting[mutex.turn.fetch_add(1) % 2];
+    for (int threads = waiting.load(); threads != 0; threads = waiting.load())
+        waiting.wait(threads);
 }

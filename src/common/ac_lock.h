@@ -2,12 +2,16 @@
 //
 // Order    A thread may take a mutex only while all it holds stand before it in ac_lock_rank. Builds with
 //          WTP_LOCK_ORDER check this on every lock and abort with both names. Two mutexes of the same rank never nest.
-// Rules    Only ac_lock locks and unlocks. Nothing slow runs under a mutex; the exceptions are g_apconfig_mutex, which
-//          the flash thread holds over one note's SQL and send_pkt_to_all_ap over its sends, and g_msged_send_mutex,
-//          held while one work item is sent and recorded.
+// Rules    Only ac_lock locks and unlocks. Nothing slow runs under a mutex but: under g_apconfig_mutex one flash note's
+//          SQL and the sends of send_pkt_to_all_ap; under g_msged_send_mutex the sends of one work item; under
+//          g_apjioned_mutex the discovery reply before its AP's insertion, and the debug dump of the list.
+// Turns    A mutex goes to whoever asks first when it is free, which is mostly the thread that has just let go of it. A
+//          thread that holds one for long, again and again, calls ac_mutex_let_in between two holds.
 #pragma once
 
 #include <pthread.h>
+
+#include <atomic>
 
 #include "common/ac_thread_safety.h"
 
@@ -33,6 +37,9 @@ struct AC_CAPABILITY("mutex") ac_mutex {
     const char* name;
     ac_lock_rank rank;
     bool gone = false; // destroyed at the stop: one thread is left, which may still pass through locking code
+    // Threads that wait, counted by the turn in which they began; each call of ac_mutex_let_in begins the other turn.
+    std::atomic<unsigned int> turn{0};
+    std::atomic<int> waiting[2] = {0, 0};
 
     constexpr ac_mutex(const char* mutex_name, ac_lock_rank mutex_rank) : name(mutex_name), rank(mutex_rank) {}
     ac_mutex(const ac_mutex&) = delete;
@@ -47,6 +54,10 @@ void ac_mutex_destroy(ac_mutex& mutex);
 // pthreads gave. Abort on a broken order in builds that check it.
 int ac_mutex_acquire(ac_mutex& mutex) AC_ACQUIRE(mutex);
 int ac_mutex_release(ac_mutex& mutex) AC_RELEASE(mutex);
+
+// Waits until every thread that waits for the mutex now has had it; who comes later is not waited for. The caller holds
+// no mutex and is the only one to call this for that mutex.
+void ac_mutex_let_in(ac_mutex& mutex);
 
 class [[nodiscard]] AC_SCOPED_CAPABILITY ac_lock {
 public:

@@ -6,10 +6,14 @@
 //     delete MAC                       out of the table and off the flash     -> "ok RESULT"
 //     joined MAC                       its protocol state, -1 for none        -> "ok STATE"
 //     record MAC                       status, version and name of its record -> "ok STATUS VERSION HEXNAME", "ok -1"
+//     stored MAC                       all of its record that the databases keep (door_stored.h)
+//     rename TYPE NAME                 a new name for all records, a note of that type each -> "ok 0"
+//     waiting                          notes for the flash thread             -> "ok NUMBER"
 //     count                            records, those online                  -> "ok TOTAL ONLINE"
 #include <pthread.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -20,10 +24,12 @@
 #include "ac_mib/apconfig_intake.h"
 #include "ac_mib/apconfig_query.h"
 #include "ac_mib/apconfig_update.h"
+#include "ac_mib/sql_flash_queue.h"
 #include "ac_wtp_protocol/ac_joined_list.h"
 #include "acwtp_msg/acwtp_msg.h"
 #include "common/ac_alloc.h"
 #include "common/ac_atomic.h"
+#include "door_stored.h"
 #include "main/wtp_main.h"
 #include "platform/ac_platform.h"
 
@@ -39,17 +45,6 @@ std::vector<UINT8> from_hex(const char* hex)
         bytes.push_back(static_cast<UINT8>(strtoul(digits, nullptr, 16)));
     }
     return bytes;
-}
-
-std::string to_hex(const UINT8* bytes, std::size_t count)
-{
-    std::string hex;
-    for (std::size_t i = 0; i < count; i++) {
-        char digits[3];
-        snprintf(digits, sizeof digits, "%02x", bytes[i]);
-        hex += digits;
-    }
-    return hex;
 }
 
 std::string do_item(int type, int num_flag, int ap_num, std::vector<UINT8> bytes)
@@ -89,6 +84,27 @@ std::string describe_count()
     return std::to_string(total) + " " + std::to_string(online);
 }
 
+std::string do_rename(int type, const std::string& name)
+{
+    ac_lock lock(g_apconfig_mutex);
+    for (APCONFIG* node = apconfig_next_locked(nullptr); node != nullptr; node = apconfig_next_locked(node)) {
+        CONFIG_APNAME& ap_name = node->info_basic.apname;
+        ap_name.ap_name_length = static_cast<UINT8>(std::min<std::size_t>(name.size(), sizeof ap_name.ap_name));
+        memcpy(ap_name.ap_name, name.data(), ap_name.ap_name_length);
+        sql_flash_queue_in(type, 0, node->ethaddr);
+    }
+    return "0";
+}
+
+std::string describe_waiting()
+{
+    ac_lock lock(g_sql_flash_mutex);
+    int notes = 0;
+    for (const list_node* at = g_sql_flash_queue.next; at != &g_sql_flash_queue; at = at->next)
+        notes++;
+    return std::to_string(notes);
+}
+
 std::string answer_to(char* line)
 {
     std::vector<char*> words;
@@ -100,7 +116,9 @@ std::string answer_to(char* line)
     if (command == "item" && count >= 4)
         return do_item(atoi(words[1]), atoi(words[2]), atoi(words[3]), from_hex(count > 4 ? words[4] : ""));
     if (command == "count") return describe_count();
+    if (command == "waiting") return describe_waiting();
     if (count < 2) return "what?";
+    if (command == "rename" && count > 2) return do_rename(atoi(words[1]), words[2]);
     const std::vector<UINT8> mac = from_hex(command == "update" && count > 2 ? words[2] : words[1]);
     if (mac.size() != AC_MAC_LEN) return "bad mac";
     if (command == "update")
@@ -112,6 +130,7 @@ std::string answer_to(char* line)
     }
     if (command == "joined") return describe_joined(mac.data());
     if (command == "record") return describe_record(mac.data());
+    if (command == "stored") return describe_stored(mac.data());
     return "what?";
 }
 

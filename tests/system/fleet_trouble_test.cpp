@@ -14,6 +14,10 @@ TEST(FleetTrouble, two_hundred_aps_live_ten_minutes_with_loss_and_no_wrong_trans
     options.up.loss = 0.10;
     options.down.loss = 0.10;
     options.seed = 20;
+    // On a busy machine an answer may take longer than the usual pause between two discovery requests. The controller
+    // then comes to the repeat when the AP already runs and rightly begins its join anew: not what is looked for here.
+    options.start_spread = 120 * apsim::second;
+    options.timers.discovery = 10 * apsim::second; // still six tries within the 60 s that the controller waits
     apsim::Fleet fleet(options);
     ASSERT_TRUE(all_run(fleet)) << daemon.log();
 
@@ -36,7 +40,7 @@ TEST(FleetTrouble, two_hundred_aps_live_ten_minutes_with_loss_and_no_wrong_trans
     EXPECT_EQ(sum.config_taken, static_cast<unsigned>(given_up));
     EXPECT_EQ(sum.config_refused, 0u);
     EXPECT_EQ(sum.bad_in, 0u);
-    EXPECT_EQ(sum.joins, 200u + sum.lost + sum.config_taken);
+    EXPECT_EQ(sum.joins, 200u + sum.lost + sum.join_restarted); // a stored configuration is taken before it runs
     for (const char* line :
          {"echo time out", "config failed", "CRC error", "not support", "proto_type", "is not exited\n"})
         EXPECT_EQ(daemon.log_count(line), 0) << line;
@@ -66,8 +70,24 @@ TEST(FleetTrouble, a_healthy_fleet_lives_beside_foreign_and_broken_frames)
     EXPECT_GT(daemon.log_count("ap'mac is all zero."), 0);
 }
 
-// All paths at once: joining, echoing, settings for one and for all, reboots, deletions, a changing address of a
-// record.
+// Settings for one AP, a list of them or all, changes of records and deletions, one round of each.
+static void unsettle(Daemon& daemon, const apsim::Fleet& fleet, std::size_t round, bool for_all)
+{
+    std::vector<Mac> listed;
+    for (std::size_t i = 0; i < 100 && !for_all; i++)
+        listed.push_back(mac_of(fleet, (round * 100 + i) % 400));
+    const std::size_t i = round % 40;
+    daemon.item(SET_AP_CONFIG_ADVANCE_REQ | 0x400, for_all ? 1 : 0, listed, {1});
+    daemon.item(SET_AP_CHANNEL, 0, {mac_of(fleet, i)}, {0, 0, 6});
+    daemon.update(SET_AP_CHANNEL, mac_of(fleet, i), {0, 0, 6});
+    daemon.update(SET_AP_REMARK_REQ, mac_of(fleet, 100 + i), ap_name("ap " + std::to_string(round)));
+    daemon.remove(mac_of(fleet, 200 + i));
+}
+
+// All paths at once: joining, echoing, settings, reboots, deletions, a changing address of a record. An AP that has
+// fallen silent is dropped on one of two roads, whichever is shorter: its echoes time out, or five transmissions of a
+// setting find no answer. The settings therefore spare the silent ones until echoes have timed out, and then take the
+// second road with those that are left.
 TEST(FleetTrouble, five_hundred_and_twelve_aps_are_joined_configured_rebooted_and_dropped_at_once)
 {
     Daemon daemon(20);
@@ -77,22 +97,30 @@ TEST(FleetTrouble, five_hundred_and_twelve_aps_are_joined_configured_rebooted_an
     options.silent = 20;
     options.silent_after = 2;
     apsim::Fleet fleet(options);
-    ASSERT_TRUE(fleet.run_until([&] { return fleet.ever_joined() == 512; }, PATIENCE)) << daemon.log();
-    for (std::size_t i = 0; i < 40; i++) {
-        daemon.item(SET_AP_CONFIG_ADVANCE_REQ | 0x400, 1, {}, {1});
-        daemon.item(SET_AP_CHANNEL, 0, {mac_of(fleet, i)}, {0, 0, 6});
-        daemon.update(SET_AP_CHANNEL, mac_of(fleet, i), {0, 0, 6});
-        daemon.update(SET_AP_REMARK_REQ, mac_of(fleet, 100 + i), ap_name("ap " + std::to_string(i)));
-        daemon.remove(mac_of(fleet, 200 + i));
+    ASSERT_TRUE(fleet.run_until([&] { return fleet.ever_joined() == 512; }, PATIENCE)) << daemon.log().substr(0, 4000);
+
+    const auto until = std::chrono::steady_clock::now() + PATIENCE;
+    std::size_t round = 0;
+    for (; daemon.log_count("echo time out") == 0 && std::chrono::steady_clock::now() < until; round++) {
+        unsettle(daemon, fleet, round, false);
         live(fleet, 7);
     }
-    live(fleet, 60);
+    EXPECT_GE(daemon.log_count("echo time out"), 1) << "no silent AP was dropped in " << round << " rounds";
+    for (std::size_t i = 0; i < 10; i++) {
+        unsettle(daemon, fleet, round + i, true);
+        live(fleet, 7);
+    }
+
     EXPECT_TRUE(daemon.running());
-    EXPECT_GE(daemon.log_count("echo time out"), 1);
-    const auto settled = [&] {
-        const apsim::FleetStats stats = fleet.stats();
-        return stats.in_state(apsim::ApState::running) >= 440;
+    const auto silent_dropped = [&] {
+        for (std::size_t i = 492; i < 512; i++)
+            if (fleet.ap(i).state() != apsim::ApState::silent || daemon.joined(mac_of(fleet, i)) != -1) return false;
+        return true;
     };
+    EXPECT_TRUE(fleet.run_until(silent_dropped, PATIENCE)) << daemon.log().substr(0, 4000);
+    for (std::size_t i = 492; i < 512; i++)
+        EXPECT_EQ(daemon.record(mac_of(fleet, i)).substr(0, 2), "0 ") << i;
+    const auto settled = [&] { return fleet.stats().in_state(apsim::ApState::running) >= 440; };
     EXPECT_TRUE(fleet.run_until(settled, PATIENCE)) << daemon.log().substr(0, 4000);
 }
 

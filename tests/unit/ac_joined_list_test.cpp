@@ -638,6 +638,23 @@ TEST_F(TestWorld, an_echo_that_comes_while_the_scan_drops_its_ap_does_not_keep_t
     EXPECT_EQ(slot_of(7), -1);
 }
 
+TEST_F(TestWorld, the_scan_marks_and_counts_a_silent_ap_before_its_alarm_and_frees_the_slot_last)
+{
+    const APCONFIG* record = make_record(test_mac(7), 1, AP_LINK_UP);
+    int status = -1;
+    int slot_seen = -1;
+    (void)output_of([&] {
+        EXPECT_TRUE(during_the_drop_of(7, [&] {
+            status = ac_load(record->status);
+            slot_seen = slot_of(7);
+        }));
+    });
+    EXPECT_EQ(status, AP_LINK_DOWN);
+    EXPECT_EQ(slot_seen, 0);
+    EXPECT_EQ(alarms(test_mac(7)), (std::vector<int>{HALDE_ALARM_ECHO_FAILED}));
+    EXPECT_EQ(slot_of(7), -1);
+}
+
 TEST_F(TestWorld, an_ap_that_rejoins_while_the_scan_drops_it_keeps_its_new_entry)
 {
     make_record(test_mac(7), 1, AP_LINK_UP);

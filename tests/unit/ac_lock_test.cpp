@@ -87,6 +87,33 @@ TEST(AcLock, the_client_table_comes_before_the_ap_table_and_that_before_the_flas
     EXPECT_EQ(g_apconfig_mutex.rank, AC_RANK_APCONFIG);
 }
 
+TEST(AcLock, all_who_wait_have_the_mutex_before_the_one_who_lets_them_in_goes_on)
+{
+    static constexpr int waiters = 3;
+    ac_mutex mutex("shared", AC_RANK_APCONFIG);
+    for (int round = 0; round < 200; round++) {
+        int had = 0;
+        std::vector<std::thread> threads;
+        {
+            ac_lock lock(mutex);
+            for (int i = 0; i < waiters; i++)
+                threads.emplace_back([&] {
+                    ac_lock inner(mutex);
+                    had++;
+                });
+            while (mutex.waiting[0].load() + mutex.waiting[1].load() < waiters)
+                std::this_thread::yield();
+        }
+        ac_mutex_let_in(mutex);
+        {
+            ac_lock lock(mutex);
+            EXPECT_EQ(had, waiters);
+        }
+        for (std::thread& thread : threads)
+            thread.join();
+    }
+}
+
 #if defined(WTP_LOCK_ORDER)
 namespace {
 

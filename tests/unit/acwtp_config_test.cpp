@@ -2,7 +2,9 @@
 #include "ac_wtp_protocol/acwtp_config.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
+#include <thread>
 
 #include "ac_mib/ac_product.h"
 #include "ac_wtp_protocol/ac_joined_list.h"
@@ -404,6 +406,15 @@ TEST_F(AcwtpConfigResponse, bit_0_of_the_sub_type_counts_whatever_the_other_bits
     expect_gone();
 }
 
+TEST_F(AcwtpConfigResponse, bit_0_of_the_sub_type_counts_for_any_message)
+{
+    respond(9, 0x0210);
+    expect_still_online();
+    respond(9, 0x0110);
+    expect_gone();
+    EXPECT_EQ(ap->restore, 0);
+}
+
 TEST_F(AcwtpConfigResponse, a_restart_takes_the_ap_offline_and_keeps_its_bindings)
 {
     EXPECT_EQ(respond(9, 4), AC_RET_OK);
@@ -417,6 +428,26 @@ TEST_F(AcwtpConfigResponse, a_restore_takes_the_ap_offline_and_marks_its_record)
     EXPECT_EQ(respond(9, 5), AC_RET_OK);
     expect_gone();
     EXPECT_EQ(ap->restore, 1);
+}
+
+// The alarm is held up, so that what stands before and behind it can be told apart.
+TEST_F(AcwtpConfigResponse, an_ap_that_leaves_is_counted_and_marked_before_its_alarm_and_deleted_behind_it)
+{
+    std::thread dispatch;
+    int state = -1;
+    {
+        ac_lock alarm_waits(acwtp_mutex);
+        dispatch = std::thread([this] { respond(9, 5); });
+        const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+        while (ac_load(ap->restore) == 0 && std::chrono::steady_clock::now() < end)
+            std::this_thread::yield();
+        EXPECT_EQ(ac_load(wtp_online_num_count), 0);
+        EXPECT_EQ(ac_load(ap->status), AP_LINK_DOWN);
+        std::thread([&] { state = state_of(test_mac(1)); }).join();
+    }
+    dispatch.join();
+    EXPECT_EQ(state, AC_RUNNING);
+    expect_gone();
 }
 
 TEST_F(AcwtpConfigResponse, an_answer_to_an_old_number_ends_no_wait_and_takes_the_ap_offline_all_the_same)

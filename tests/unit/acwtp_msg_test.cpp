@@ -348,6 +348,40 @@ TEST_F(AcwtpMsg, each_configuration_request_sleeps_a_second_goes_out_and_is_reco
     }
 }
 
+static time_t g_sent_at = 0;
+static std::size_t g_queued_at_send = 0;
+
+static long note_the_moment(std::span<const UINT8> datagram, const struct sockaddr_in*)
+{
+    g_sent_at = ac_time();
+    ac_lock lock(acwtp_mutex);
+    g_queued_at_send = 0;
+    for (const list_node* link = g_msg_queue.next; link != &g_msg_queue; link = link->next)
+        g_queued_at_send++;
+    return static_cast<long>(datagram.size());
+}
+
+TEST_F(AcwtpMsg, the_pause_of_a_configuration_comes_before_its_frame)
+{
+    make_record(test_mac(1), 7, AP_LINK_UP);
+    add({.type = 3, .msg = mac_bytes({1}) + Bytes{7}});
+    ac_net_capture(note_the_moment);
+    const time_t before = ac_time();
+    acprotocol_signal_handle();
+    EXPECT_EQ(g_sent_at - before, 1);
+}
+
+TEST_F(AcwtpMsg, an_item_stays_in_the_queue_until_it_is_done)
+{
+    make_record(test_mac(1), 7, AP_LINK_UP);
+    add({.type = 3, .msg = mac_bytes({1}) + Bytes{7}});
+    add({.type = 3, .msg = mac_bytes({1}) + Bytes{8}});
+    ac_net_capture(note_the_moment);
+    acprotocol_signal_handle();
+    EXPECT_EQ(g_queued_at_send, 1U); // the last one itself
+    EXPECT_TRUE(waiting().empty());
+}
+
 TEST_F(AcwtpMsg, a_channel_and_a_client_limit_go_out_without_a_pause_and_are_recorded)
 {
     make_record(test_mac(1), 7, AP_LINK_UP);

@@ -200,9 +200,9 @@ TEST_F(ApconfigIntake, a_report_cut_at_any_length_is_refused_and_changes_nothing
     }
 }
 
-TEST_F(ApconfigIntake, a_report_needs_its_second_radio_even_where_the_ssids_end_before_it)
+TEST_F(ApconfigIntake, a_first_generation_report_of_two_radios_and_one_ssid_ends_with_its_ssid)
 {
-    test_product(OWN_TYPE, 1, 0, 2); // one SSID: 124 to 234, the second radio at 132 lies within
+    test_product(OWN_TYPE, 1, 0, 2); // 124 to 234; the second radio, read at 132, lies within
     Bytes report(234);
     put_head(report, "1");
     put(report, 104, {0x06, 1, 2, 3, 4, 5, 6, 7, 8, 9});

@@ -324,11 +324,20 @@ TEST_F(ApconfigIntake, ssid_names_are_compared_over_all_32_bytes)
     EXPECT_EQ(text_of(record()->p_wl_basic_policy_name[1]), "basic1");
 }
 
-TEST_F(ApconfigIntake, an_ssid_number_out_of_range_in_the_old_record_does_no_harm)
+TEST_F(ApconfigIntake, an_ssid_number_out_of_range_in_the_old_record_does_no_harm_to_what_is_kept)
 {
-    APCONFIG* old = make_record(mac, DUAL, 0, "1");
-    wl_of(old, 11).ssid_id = 255;
-    EXPECT_EQ(add_v2(DUAL, report_v2_dual()), 0);
+    for (UINT8 id : {UINT8{12}, UINT8{255}}) {
+        APCONFIG* old = make_record(mac, DUAL, 0, "1");
+        bind_all(old);
+        old->info_event.mailEnable = 1;
+        const Bytes event = raw(old->info_event);
+        wl_of(old, 11).ssid_id = id;
+        ASSERT_EQ(add_v2(DUAL, report_v2_dual()), 0);
+        EXPECT_EQ(raw(record()->info_event), event);
+        EXPECT_EQ(text_of(record()->p_wl_basic_policy_name[10]), "basic10");
+        EXPECT_EQ(text_of(record()->p_wl_basic_policy_name[11]), ""); // the old record had no SSID 11
+        apconfig_mib_node_del(mac.data(), 0);
+    }
 }
 
 // --- missing memory

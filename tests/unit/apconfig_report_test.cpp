@@ -227,16 +227,24 @@ TEST_F(ApconfigReport, a_product_name_of_32_bytes_is_shown_whole_and_terminated)
     EXPECT_EQ(text_of(list_row().apName), std::string(32, 'p'));
 }
 
-TEST_F(ApconfigReport, an_ssid_number_out_of_range_is_not_shown)
+TEST_F(ApconfigReport, an_ssid_number_out_of_range_is_not_shown_and_reaches_no_neighbour)
 {
     APCONFIG* node = full_record();
-    wl_of(node, 11).ssid_id = 12;
-    wl_of(node, 8).ssid_id = 255;
-    const AC_WTP_WTP_TABLE row = list_row();
-    EXPECT_EQ(text_of(row.ssid[11]), "");
-    EXPECT_EQ(row.real_channel, 11);
-    EXPECT_EQ(text_of(advance_row().ssid_5g[3]), "");
-    EXPECT_EQ(text_of(scan_row().ssid[11]), "");
+    drop_wl(node, 11);
+    drop_wl(node, 10);
+    const Bytes list = raw(list_row());
+    const Bytes advance = raw(advance_row());
+    const Bytes scan = raw(scan_row());
+    memset(wl_of(node, 9).ssid.ssid, 's', 32); // long enough to be seen wherever it lands
+    wl_of(node, 9).ssid.ssid_length = 32;
+    for (UINT8 id : {UINT8{12}, UINT8{255}}) {
+        wl_of(node, 9).wl_basic_set = 2;
+        wl_of(node, 9).ssid_id = id;
+        EXPECT_EQ(raw(list_row()), list);
+        EXPECT_EQ(raw(advance_row()), advance);
+        EXPECT_EQ(raw(scan_row()), scan);
+        wl_of(node, id).ssid_id = 9;
+    }
 }
 
 TEST_F(ApconfigReport, an_empty_table_gives_no_rows)
@@ -421,6 +429,17 @@ TEST_F(ApconfigReport, an_ap_with_one_radio_shows_its_ssids)
     EXPECT_EQ(row.real_channel, 6);
     EXPECT_EQ(text_of(row.ssid[0]), "ssid0");
     EXPECT_EQ(text_of(row.ssid[1]), "");
+}
+
+TEST_F(ApconfigReport, a_5ghz_ssid_of_an_ap_without_radio_1_is_left_out_of_the_scan)
+{
+    APCONFIG* node = make_record(mac, SINGLE, 1);
+    wl_of(node, 1).ssid_id = 8; // a report may say so
+    const AC_WTP_Ssid_Cfg_t row = scan_row();
+    EXPECT_EQ(row.real_channel, 6);
+    EXPECT_EQ(row.real_channel_5g, 0);
+    EXPECT_EQ(text_of(row.ssid[8]), "");
+    EXPECT_EQ(row.maxNum[8], 0);
 }
 
 TEST_F(ApconfigReport, a_channel_without_an_enabled_ssid_is_not_shown)

@@ -69,6 +69,17 @@ TEST_F(ApconfigUpdate, an_enabled_ssid_image_replaces_the_ssid)
     EXPECT_EQ(take_notes(), one_note(CONFIG_SQL_WLRF));
 }
 
+TEST_F(ApconfigUpdate, all_bits_of_an_enabled_ssid_image_are_taken_over_in_either_form)
+{
+    APCONFIG* node = record();
+    wl_of(node, 3).wl_basic_set = 0x40;
+    wl_of(node, 9).wl_basic_set = 0x40;
+    EXPECT_EQ(update(command(SET_AP_CONFIG_REQ, 2), wlrf_request({}, {wl_image(3, 0x8B)})), 0);
+    EXPECT_EQ(raw(wl_of(node, 3)), wl_image(3, 0x8B));
+    EXPECT_EQ(update(command(SET_AP_CONFIG_REQ, 16), wl_all_request({wl_all_image(9, 0x8B)})), 0);
+    EXPECT_EQ(raw(wl_of(node, 9)), wl_image(9, 0x8B));
+}
+
 TEST_F(ApconfigUpdate, a_disabled_ssid_image_changes_nothing_but_the_switch)
 {
     APCONFIG* node = record();
@@ -79,6 +90,16 @@ TEST_F(ApconfigUpdate, a_disabled_ssid_image_changes_nothing_but_the_switch)
     EXPECT_EQ(raw(wl_of(node, 3)), expected);
     EXPECT_EQ(rf_of(node, 0).RF_basic_setting & 2, 2);
     EXPECT_EQ(rf_of(node, 1).RF_basic_setting & 2, 2);
+}
+
+TEST_F(ApconfigUpdate, a_disabled_image_of_the_longer_form_changes_nothing_but_the_switch)
+{
+    APCONFIG* node = record();
+    wl_of(node, 3).wl_basic_set = 0xFF;
+    Bytes expected = raw(wl_of(node, 3));
+    expected[1] = 0xFD;
+    EXPECT_EQ(update(command(SET_AP_CONFIG_REQ, 16), wl_all_request({wl_all_image(3, 0xFD)})), 0);
+    EXPECT_EQ(raw(wl_of(node, 3)), expected);
 }
 
 TEST_F(ApconfigUpdate, switching_ssid_0_off_switches_radio_0_off)
@@ -181,4 +202,5 @@ TEST_F(ApconfigUpdate, an_ssid_number_out_of_range_binds_nothing)
     EXPECT_EQ(printed(command(SET_AP_CONFIG_REQ, 16), wl_all_request({wl_all_image(12, 2), wl_all_image(255, 2)}), 0),
               (Texts{"node is not exited\n", "node is not exited\n"}));
     EXPECT_EQ(raw(node->p_wl_basic_policy_name), Bytes(384));
+    EXPECT_EQ(raw(node->p_wl_rf_policy_name), Bytes(64)); // what lies behind the names of SSIDs
 }

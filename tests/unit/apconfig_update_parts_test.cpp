@@ -43,11 +43,16 @@ TEST_F(ApconfigUpdateParts, more_images_than_the_data_hold_are_refused)
 {
     APCONFIG* node = make_record(mac, DUAL, 1);
     const Bytes before = raw(rf_of(node, 0));
-    ac_lock lock(g_apconfig_mutex);
-    EXPECT_EQ(apconfig_mib_update_rf(node, Bytes(19), 2), 255);
-    EXPECT_EQ(apconfig_mib_update_rf(node, Bytes(20), -1), 255);
-    EXPECT_EQ(apconfig_mib_update_wl(node, Bytes(219), 2), 255);
-    EXPECT_EQ(apconfig_mib_update_wl_basic_all(node, Bytes(235), 2), 255);
+    const std::string out = output_of([&] {
+        ac_lock lock(g_apconfig_mutex);
+        EXPECT_EQ(apconfig_mib_update_rf(node, Bytes(19), 2), 255);
+        EXPECT_EQ(apconfig_mib_update_rf(node, Bytes(20), -1), 255);
+        EXPECT_EQ(apconfig_mib_update_wl(node, Bytes(219), 2), 255);
+        EXPECT_EQ(apconfig_mib_update_wl_basic_all(node, Bytes(235), 2), 255);
+    });
+    EXPECT_EQ(error_texts(out),
+              (Texts{"2 images do not fit into 19 bytes\n", "-1 images do not fit into 20 bytes\n",
+                     "2 images do not fit into 219 bytes\n", "2 images do not fit into 235 bytes\n"}));
     EXPECT_EQ(raw(rf_of(node, 0)), before);
 }
 
@@ -118,7 +123,9 @@ TEST_F(ApconfigUpdateParts, a_client_list_of_64_is_taken_and_one_of_65_refused)
     EXPECT_EQ(apconfig_mib_update_client(mac.data(), Bytes(64 * 6, 0xAA), 64), 0);
     EXPECT_EQ(node->info_client.num, 64);
     EXPECT_EQ(raw(node->info_client.online_client), Bytes(384, 0xAA));
-    EXPECT_EQ(apconfig_mib_update_client(mac.data(), Bytes(65 * 6, 0xBB), 65), 255);
+    const std::string out =
+        output_of([&] { EXPECT_EQ(apconfig_mib_update_client(mac.data(), Bytes(65 * 6, 0xBB), 65), 255); });
+    EXPECT_EQ(error_texts(out), Texts{"client list does not fit, num:65 len:390\n"});
     EXPECT_EQ(raw(node->info_client.online_client), Bytes(384, 0xAA));
 }
 

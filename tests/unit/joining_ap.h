@@ -11,9 +11,13 @@
 #include <string>
 #include <vector>
 
+#include "ac_mib/apconfig.h"
 #include "ac_wtp_protocol/ac_joined_list.h"
 #include "ac_wtp_protocol/thread_discovery_handle.h"
 #include "ac_wtp_protocol/thread_manage_handle.h"
+#include "ac_wtp_protocol/timer.h"
+#include "common/ac_atomic.h"
+#include "platform/ac_clock.h"
 #include "test_world.h"
 
 using Bytes = std::vector<UINT8>;
@@ -149,3 +153,19 @@ struct JoiningAp {
     }
     int state() const { return entry().current_status; }
 };
+
+// Ticks of 10 seconds until that much time has passed.
+inline void pass(int seconds)
+{
+    for (int left = seconds; left > 0; left -= ACWTP_TICK_SECONDS) {
+        ac_clock_advance(ACWTP_TICK_SECONDS);
+        echo_timer_tick();
+    }
+}
+
+// Of the AP's record; -1 where there is none.
+inline int status_of(const JoiningAp& ap)
+{
+    const APCONFIG* record = apconfig_find(ap.mac.data());
+    return record == nullptr ? -1 : ac_load(record->status);
+}

@@ -129,6 +129,64 @@ TEST_F(Retransmission, a_silent_ap_is_sent_to_five_times_together_then_alone_and
     EXPECT_TRUE(waiting().empty());
 }
 
+TEST_F(Retransmission, of_three_aps_of_which_one_answers_the_others_get_one_repetition_together_and_the_next_alone)
+{
+    for (int number = 1; number <= 3; number++)
+        running(number);
+    queue({.type = 0x0212, .msg = mac_bytes({1, 2, 3}) + Bytes{7}, .ap_num = 3});
+    pass();
+    answers(1, 0);
+    tick();
+    ASSERT_EQ(waiting().size(), 1U);
+    EXPECT_EQ(waiting()[0].msg, mac_bytes({3, 2}) + Bytes{7});
+    pass();
+    EXPECT_EQ(seq_nums(), (Numbers{1, 1}));
+    tick();
+    ASSERT_EQ(waiting().size(), 2U);
+    EXPECT_EQ(waiting()[0].msg, mac_bytes({2}) + Bytes{7});
+    EXPECT_EQ(waiting()[1].msg, mac_bytes({3}) + Bytes{7});
+    pass();
+    EXPECT_EQ(seq_nums(), (Numbers{2, 3}));
+}
+
+TEST_F(Retransmission, a_record_counts_1_after_the_first_transmission_and_5_after_the_last)
+{
+    running(1);
+    queue({.type = 3, .msg = mac_bytes({1}) + Bytes{7}});
+    for (int send_times = 1; send_times <= 5; send_times++) {
+        pass();
+        EXPECT_EQ(sent().size(), 1U);
+        ASSERT_EQ(outstanding().size(), 1U);
+        EXPECT_EQ(outstanding()[0].send_times, send_times);
+        tick();
+    }
+    take_items(); // the alarm
+    pass();
+    EXPECT_TRUE(sent().empty());
+    EXPECT_TRUE(outstanding().empty());
+}
+
+TEST_F(Retransmission, an_answer_after_the_time_out_of_the_last_transmission_changes_nothing)
+{
+    running(1);
+    queue({.type = 3, .msg = mac_bytes({1}) + Bytes{7}});
+    for (int transmission = 1; transmission <= 5; transmission++) {
+        pass();
+        tick();
+    }
+    take_items();
+    take_notes();
+    for (UINT16 seq = 0; seq < 5; seq++)
+        answers(1, seq);
+    const APCONFIG* given_up = apconfig_find(test_mac(1).data());
+    EXPECT_EQ(given_up->status, AP_LINK_DOWN);
+    EXPECT_EQ(version_of(given_up), "1");
+    EXPECT_EQ(state_of(test_mac(1)), -1);
+    EXPECT_EQ(ac_load(wtp_online_num_count), 0);
+    EXPECT_TRUE(take_items().empty());
+    EXPECT_TRUE(take_notes().empty());
+}
+
 TEST_F(Retransmission, a_tick_before_3_seconds_have_passed_repeats_nothing_and_the_next_one_does)
 {
     running(1);

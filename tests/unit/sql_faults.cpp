@@ -8,9 +8,13 @@ namespace {
 
 sqlite3_vfs g_layer;
 sqlite3_vfs* g_real = nullptr;
-int g_after = -1;
-int g_code = SQLITE_OK;
-int g_counted = 0;
+struct fault_plan {
+    int after = -1;
+    int code = SQLITE_OK;
+    int counted = 0;
+};
+fault_plan g_changes;
+fault_plan g_reads;
 
 // SQLite gives us room for one of these; the real file lies behind it.
 struct layer_file {
@@ -26,11 +30,11 @@ sqlite3_file* real_of(sqlite3_file* file)
 }
 
 // SQLITE_OK where the operation may go on.
-int fault()
+int fault(fault_plan& plan = g_changes)
 {
-    const bool failing = g_after >= 0 && g_counted >= g_after;
-    g_counted++;
-    return failing ? g_code : SQLITE_OK;
+    const bool failing = plan.after >= 0 && plan.counted >= plan.after;
+    plan.counted++;
+    return failing ? plan.code : SQLITE_OK;
 }
 
 int layer_close(sqlite3_file* file)
@@ -40,7 +44,8 @@ int layer_close(sqlite3_file* file)
 
 int layer_read(sqlite3_file* file, void* to, int amount, sqlite3_int64 offset)
 {
-    return real_of(file)->pMethods->xRead(real_of(file), to, amount, offset);
+    const int ret = fault(g_reads);
+    return ret != SQLITE_OK ? ret : real_of(file)->pMethods->xRead(real_of(file), to, amount, offset);
 }
 
 int layer_write(sqlite3_file* file, const void* from, int amount, sqlite3_int64 offset)
@@ -146,18 +151,26 @@ void sql_faults_install()
 
 void sql_faults_after(int count, int code)
 {
-    g_after = count;
-    g_code = code;
-    g_counted = 0;
+    g_changes = {count, code, 0};
+}
+
+void sql_faults_read_after(int count, int code)
+{
+    g_reads = {count, code, 0};
 }
 
 void sql_faults_clear()
 {
-    g_after = -1;
-    g_counted = 0;
+    g_changes = {};
+    g_reads = {};
 }
 
 int sql_faults_counted()
 {
-    return g_counted;
+    return g_changes.counted;
+}
+
+int sql_faults_reads_counted()
+{
+    return g_reads.counted;
 }

@@ -10,5 +10,9 @@ void sql_faults_install();
 void sql_faults_after(int count, int code);
 void sql_faults_clear();
 
+// Likewise for reads, which are counted by themselves.
+void sql_faults_read_after(int count, int code);
+int sql_faults_reads_counted();
+
 // Changing operations since the last sql_faults_after or sql_faults_clear.
 int sql_faults_counted();

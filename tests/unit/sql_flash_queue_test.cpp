@@ -110,6 +110,40 @@ TEST_F(SqlFlashWorld, more_notes_than_the_pool_has_blocks_are_all_kept)
     EXPECT_EQ(notes.back().index, 1099);
 }
 
+TEST_F(SqlFlashWorld, a_flood_of_notes_is_cut_off_with_one_line_and_deletions_have_room_left)
+{
+    for (unsigned int i = 0; i < SQL_FLASH_NOTES_MAX - SQL_FLASH_NOTES_KEPT; i++)
+        ASSERT_EQ(sql_flash_queue_in(CONFIG_SQL_WL_POLICY_NAME, 0, M1.data()), 0);
+    const int before = posts();
+    testing::internal::CaptureStderr();
+    for (int i = 0; i < 100; i++)
+        EXPECT_EQ(sql_flash_queue_in(CONFIG_SQL_WL_POLICY_NAME, 0, M1.data()), 255);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "malloc: Cannot allocate memory\n");
+    EXPECT_EQ(posts(), before);
+    for (unsigned int i = 0; i < SQL_FLASH_NOTES_KEPT; i++)
+        ASSERT_EQ(sql_flash_queue_in(CONFIG_SQL_DELETE_AP, 0, test_mac(2).data()), 0);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(sql_flash_queue_in(CONFIG_SQL_DELETE_AP, 0, test_mac(2).data()), 255);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(take_notes().size(), SQL_FLASH_NOTES_MAX);
+    EXPECT_EQ(sql_flash_queue_in(CONFIG_SQL_WL_POLICY_NAME, 0, M1.data()), 0);
+    EXPECT_EQ(lines_of([] { sql_flash_queue_out(); }), "E|101 notes lost\n");
+}
+
+TEST_F(SqlFlashWorld, after_a_flood_the_number_of_lost_notes_is_a_line_and_the_next_flood_starts_afresh)
+{
+    for (int round = 0; round < 2; round++) {
+        testing::internal::CaptureStderr();
+        for (unsigned int i = 0; i < SQL_FLASH_NOTES_MAX; i++)
+            (void)sql_flash_queue_in(CONFIG_SQL_WL_POLICY_NAME, 0, M1.data());
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), "malloc: Cannot allocate memory\n");
+        EXPECT_EQ(lines_of([] { sql_flash_queue_out(); }),
+                  "E|" + std::to_string(SQL_FLASH_NOTES_KEPT) + " notes lost\n");
+        EXPECT_EQ(sql_flash_queue_in(CONFIG_SQL_WL_POLICY_NAME, 0, M1.data()), 0);
+        EXPECT_EQ(take_notes().size(), 1u);
+    }
+}
+
 TEST_F(SqlFlashWorld, a_pass_over_an_empty_queue_does_nothing)
 {
     EXPECT_EQ(lines_of([] { sql_flash_queue_out(); }), "");
@@ -123,9 +157,9 @@ TEST_F(SqlFlashWorld, the_first_note_of_any_type_writes_a_new_record_whole_and_n
     sql_flash_queue_in(CONFIG_SQL_STATUS, 0, fresh.data());
     const auto texts = pass();
     EXPECT_EQ(ap->sql_flag, 1);
-    ASSERT_EQ(texts.size(), 5u); // each insert with its count, and before the SSIDs whether their AP's row was written
+    ASSERT_EQ(texts.size(), 4u); // each insert with its count
     EXPECT_EQ(texts[1].substr(0, 20), "insert into ap_basic");
-    EXPECT_EQ(texts[4].substr(0, 19), "insert into ap_ssid");
+    EXPECT_EQ(texts[3].substr(0, 19), "insert into ap_ssid");
     sql_flash_queue_in(CONFIG_SQL_STATUS, 0, fresh.data());
     EXPECT_EQ(pass(), std::vector<std::string>{"update ap_basic set status=1 where apmac='02:00:00:00:00:02'"});
 }
@@ -146,9 +180,9 @@ TEST_F(SqlFlashWorld, after_a_restart_the_first_note_rewrites_the_rows_by_update
     record->sql_flag = 0; // as a load leaves it
     sql_flash_queue_in(CONFIG_SQL_LED, 0, M1.data());
     const auto texts = pass();
-    ASSERT_EQ(texts.size(), 6u); // count, update of ap_basic, whether it is there; count and two updates of ap_ssid
+    ASSERT_EQ(texts.size(), 5u); // count and update of ap_basic, count and two updates of ap_ssid
     EXPECT_EQ(texts[1].substr(0, 20), "update ap_basic set ");
-    EXPECT_EQ(texts[4].substr(0, 19), "update ap_ssid set ");
+    EXPECT_EQ(texts[3].substr(0, 19), "update ap_ssid set ");
     EXPECT_EQ(cell(db, "select count(*) from ap_basic"), "1");
     EXPECT_EQ(cell(db, "select count(*) from ap_ssid"), "2");
 }

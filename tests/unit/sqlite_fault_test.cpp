@@ -74,6 +74,83 @@ TEST_F(SqlFaultWorld, a_failing_flash_leaves_whole_rows_or_none_at_every_moment)
     break_at_each_moment(SQLITE_IOERR);
 }
 
+TEST_F(SqlFaultWorld, a_flash_that_turns_read_only_leaves_whole_rows_or_none_at_every_moment)
+{
+    break_at_each_moment(SQLITE_READONLY);
+}
+
+TEST_F(SqlFaultWorld, a_flash_that_cannot_be_read_is_a_line_at_every_moment_and_all_is_well_afterwards)
+{
+    sql_faults_clear();
+    write_record();
+    const int moments = sql_faults_reads_counted();
+    ASSERT_GT(moments, 2);
+    for (int moment = 0; moment < moments; moment++) {
+        run(db, "delete from ap_ssid; delete from ap_basic");
+        const std::string printed = lines_of([&] {
+            sql_faults_read_after(moment, SQLITE_IOERR_READ);
+            write_record();
+            sql_faults_clear();
+        });
+        EXPECT_NE(printed, "") << moment;
+        check_rows(moment);
+    }
+    EXPECT_EQ(lines_of([&] { write_record(); }), "");
+    EXPECT_EQ(cell(db, "select count(*) from ap_basic"), "1");
+    EXPECT_EQ(cell(db, "select count(*) from ap_ssid"), "2");
+}
+
+TEST_F(SqlFaultWorld, a_load_that_cannot_read_ends_with_its_line_and_a_later_one_loads_all)
+{
+    write_record();
+    apconfig_del_all();
+    (void)lines_of([] {
+        sql_faults_read_after(0, SQLITE_IOERR_READ);
+        EXPECT_EQ(load_apconfig_from_flash(), 255);
+        sql_faults_clear();
+        EXPECT_EQ(load_apconfig_from_flash(), 0);
+    });
+    EXPECT_NE(apconfig_find(M1.data()), nullptr);
+}
+
+TEST_F(SqlFaultWorld, a_file_that_is_no_database_is_kept_and_each_statement_says_so)
+{
+    const std::string content(5000, 'x');
+    sqlite_exit();
+    write_file(AP_FILE, content);
+    const std::string printed = lines_of([] {
+        EXPECT_EQ(sqlite_init(), 0);
+        EXPECT_EQ(sqlite_create_table(), 26); // what the look at ap_client gives
+        EXPECT_EQ(load_apconfig_from_flash(), 255);
+    });
+    EXPECT_EQ(printed, "E|load_apconfig_ap_product error,Error code:26,Reason:file is not a database\nE|");
+    EXPECT_EQ(lines_of([] { EXPECT_EQ(sqlite_apbasic_del(M1.data()), 255); }),
+              "E|delete error,Error code:26,Reason:file is not a database\n");
+    EXPECT_EQ(read_file(AP_FILE), content);
+}
+
+TEST_F(SqlFaultWorld, ssids_from_before_the_lan_columns_are_refused_and_the_aps_load)
+{
+    write_record();
+    run(db, "alter table ap_ssid drop column lan_num; alter table ap_ssid drop column lan0_vlanid;"
+            "alter table ap_ssid drop column lan1_vlanid; alter table ap_ssid drop column lan2_vlanid;"
+            "alter table ap_ssid drop column qvlan_truck_port");
+    sqlite_exit();
+    apconfig_del_all();
+    const std::string printed = lines_of([] {
+        EXPECT_EQ(sqlite_init(), 0);
+        EXPECT_EQ(sqlite_create_table(), 0);
+        EXPECT_EQ(load_apconfig_from_flash(), 255);
+    });
+    EXPECT_NE(printed.find("apnum:1,2*************\n\nE|n_column:27,AP_WL_SSID_TABLE_COL_LEN:31"
+                           "E|load apconfig of wl basic error,Error code:4,Reason:query aborted\nE|"),
+              std::string::npos)
+        << printed;
+    const APCONFIG* ap = apconfig_find(M1.data());
+    ASSERT_NE(ap, nullptr);
+    EXPECT_TRUE(list_empty(&ap->list_wl));
+}
+
 TEST_F(SqlFaultWorld, a_cut_at_any_moment_leaves_a_file_that_opens_and_loads)
 {
     sql_faults_clear();

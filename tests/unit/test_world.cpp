@@ -5,10 +5,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 
 #include "ac_mib/ac_product.h"
@@ -77,6 +79,13 @@ void make_semaphores_and_pools()
     ASSERT_TRUE(made);
 }
 
+// The rows that a test before this one has filled, as a start of the process would find them.
+void products_reset()
+{
+    static const std::vector<PRODUCT_AP> builtin(std::begin(g_ap_product), std::end(g_ap_product));
+    std::copy(builtin.begin(), builtin.end(), g_ap_product);
+}
+
 void drain_frames()
 {
     while (AC_UDP_SKB_INFO* frame = udp_skb_first())
@@ -110,6 +119,7 @@ void TestWorld::SetUp()
     ac_net_capture(capture);
     make_semaphores_and_pools();
     echo_timeout_delall();
+    products_reset();
     apconfig_del_all();
     apconfig_htable_init();
     acwtp_joined_htable_init();

@@ -1,11 +1,14 @@
 // The receiving side: what becomes of a datagram.
 #include "ac_wtp_protocol/thread_manage_handle.h"
 
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <thread>
 
 #include "ac_wtp_protocol/acwtp_thread.h"
@@ -14,6 +17,7 @@
 #include "child_process.h"
 #include "common/ac_atomic.h"
 #include "platform/ac_clock.h"
+#include "platform/ac_platform.h"
 #include "printed.h"
 
 namespace {
@@ -295,6 +299,32 @@ TEST_F(Reception, in_a_queue_full_of_strangers_a_joined_ap_takes_the_place_of_th
     EXPECT_EQ(list_entry(g_udp_skb_queue.prev, AC_UDP_SKB_INFO, list)->udp_pkt()->ap_mac[0], 0x0A);
 }
 
+TEST_F(Reception, a_joined_ap_takes_nobody_s_place_while_there_is_room_for_one_more)
+{
+    const Bytes stranger = ApFrame().bytes();
+    for (int i = 0; i < 1500; i++)
+        manage_datagram(stranger, &from);
+    join_ap(test_mac(8), AC_RUNNING);
+    ApFrame known;
+    known.mac = test_mac(8);
+    EXPECT_EQ(receive(known), "");
+    EXPECT_EQ(running_count(), 1501);
+}
+
+TEST_F(Reception, the_frame_at_the_head_which_may_be_in_its_handler_is_never_dropped_for_another)
+{
+    const auto nobody_is_known = [](const UINT8*) { return false; };
+    const Bytes stranger = ApFrame().bytes();
+    manage_datagram(stranger, &from);
+    const AC_UDP_SKB_INFO* head = udp_skb_first();
+    EXPECT_FALSE(udp_skb_drop_stranger(nobody_is_known));
+    manage_datagram(stranger, &from);
+    EXPECT_TRUE(udp_skb_drop_stranger(nobody_is_known));
+    EXPECT_FALSE(udp_skb_drop_stranger(nobody_is_known));
+    EXPECT_EQ(running_count(), 1);
+    EXPECT_EQ(udp_skb_first(), head);
+}
+
 TEST_F(Reception, in_a_queue_full_of_joined_aps_the_next_joined_ap_loses)
 {
     ACWTP_JOIN_LIST entry = {};
@@ -570,4 +600,79 @@ TEST_F(Reception, the_receiving_thread_raises_its_buffer_notes_itself_and_receiv
     EXPECT_EQ(after, now);
     EXPECT_GT(after, 0);
     EXPECT_EQ(child.out.back(), '\n');
+}
+
+namespace {
+
+// A process that has no pools yet, with a root and semaphores of its own.
+void start_without_pools(char* root)
+{
+    setenv("AC_ROOT", mkdtemp(root), 1);
+    setenv("AC_LAN_IF", "lo", 1);
+    platform_init();
+    FILE* port = fopen(ac_path("/var/config_cloud_ac.cfg").c_str(), "w");
+    fputs("port=0\n", port);
+    fclose(port);
+    const UINT8 lan[4] = {127, 0, 0, 1};
+    memcpy(g_ac_ip, lan, sizeof lan);
+    sem_init(&udp_sem_sig, 0, 0);
+    sem_init(&udp_discvr_sem_sig, 0, 0);
+}
+
+// A discovery request and an echo go to the AP socket as soon as that is bound.
+void send_one_of_each()
+{
+    struct sockaddr_in to = {};
+    while (to.sin_port == 0) {
+        socklen_t size = sizeof to;
+        getsockname(ac_load(gacwtp), reinterpret_cast<struct sockaddr*>(&to), &size);
+        std::this_thread::yield();
+    }
+    const int fd = socket(AF_INET, SOCK_DGRAM, 0);
+    for (const unsigned type : {2U, 0U}) {
+        ApFrame frame;
+        frame.msg_type = type;
+        const Bytes bytes = frame.bytes();
+        (void)sendto(fd, bytes.data(), bytes.size(), 0, reinterpret_cast<struct sockaddr*>(&to), sizeof to);
+    }
+    close(fd);
+}
+
+// Whether the socket still holds both frames after the receiving thread has had many chances to take them.
+bool nothing_is_taken()
+{
+    int length = 0;
+    for (int i = 0; i < 2000; i++) {
+        std::this_thread::yield();
+        ioctl(ac_load(gacwtp), FIONREAD, &length);
+    }
+    return length == 28;
+}
+
+bool frames_wait_for_both_pools(bool (*first)(), bool (*second)())
+{
+    char root[] = "/tmp/wtp-unit-XXXXXX";
+    start_without_pools(root);
+    std::thread([] { manage_thread_handle(nullptr); }).detach();
+    send_one_of_each();
+    bool good = nothing_is_taken();
+    good = first() && nothing_is_taken() && good;
+    good = second() && good;
+    sem_wait(&udp_discvr_sem_sig);
+    sem_wait(&udp_sem_sig);
+    good = good && udp_discvr_skb_first() != nullptr && udp_skb_first() != nullptr;
+    std::filesystem::remove_all(root);
+    return good;
+}
+
+} // namespace
+
+// The pools are made once in a process: each of these runs in one that was started for it.
+TEST(ReceptionDeathTest, no_frame_is_taken_before_the_pools_of_both_queues_stand)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(_exit(frames_wait_for_both_pools(udp_discvr_pools_make, udp_skb_pools_make) ? 0 : 9),
+                testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(_exit(frames_wait_for_both_pools(udp_skb_pools_make, udp_discvr_pools_make) ? 0 : 9),
+                testing::ExitedWithCode(0), "");
 }

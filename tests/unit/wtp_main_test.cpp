@@ -2,6 +2,8 @@
 #include "main/wtp_main.h"
 
 #include <linux/capability.h>
+#include <malloc.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -30,6 +32,7 @@
 #include "child_process.h"
 #include "cloud_upgrade/upgrade_sync.h"
 #include "common/ac_alloc.h"
+#include "libc_stub.h"
 #include "platform/ac_clock.h"
 #include "platform/ac_platform.h"
 #include "printed.h"
@@ -453,6 +456,96 @@ TEST_F(WtpMain, without_a_lan_address_the_protocol_does_not_start)
     });
     EXPECT_EQ(child.status, 0) << child.out;
     EXPECT_EQ(message_of(child.out), "get local ac ip is error.\n");
+}
+
+TEST_F(WtpMain, without_a_lan_mask_the_protocol_does_not_start)
+{
+    const ChildOutcome child = in_child([] {
+        ioctl_refuse(SIOCGIFNETMASK);
+        threads_pretend();
+        EXPECT_EQ(ac_main(0, nullptr), -1);
+        EXPECT_TRUE(threads_asked_for().empty());
+        const UINT8 lan[4] = {127, 0, 0, 1};
+        EXPECT_EQ(memcmp(g_ac_ip, lan, 4), 0) << "the address comes first";
+    });
+    EXPECT_EQ(child.status, 0) << child.out;
+    EXPECT_EQ(message_of(child.out), "get local ac mask is error.\n");
+}
+
+TEST_F(WtpMain, without_a_mac_address_the_protocol_does_not_start_and_its_line_has_no_end)
+{
+    const ChildOutcome child = in_child([] {
+        ioctl_refuse(SIOCGIFHWADDR);
+        threads_pretend();
+        EXPECT_EQ(ac_main(0, nullptr), -1);
+        EXPECT_TRUE(threads_asked_for().empty());
+        const UINT8 mask[4] = {255, 0, 0, 0};
+        EXPECT_EQ(memcmp(g_ac_mask, mask, 4), 0) << "the mask comes before";
+    });
+    EXPECT_EQ(child.status, 0) << child.out;
+    EXPECT_EQ(message_of(child.out), "get mac address failure!");
+}
+
+TEST_F(WtpMain, before_the_first_thread_no_semaphore_has_a_post)
+{
+    const ChildOutcome child = in_child([] {
+        for (sem_t* semaphore : {&sem_protocol, &udp_sem_sig, &udp_discvr_sem_sig, &sql_flash_sig, &upgrade_ctrl_sig})
+            sem_init(semaphore, 0, 7);
+        threads_pretend(0, [] {
+            int value[5] = {-1, -1, -1, -1, -1};
+            sem_getvalue(&sem_protocol, &value[0]);
+            sem_getvalue(&udp_sem_sig, &value[1]);
+            sem_getvalue(&udp_discvr_sem_sig, &value[2]);
+            sem_getvalue(&sql_flash_sig, &value[3]);
+            sem_getvalue(&upgrade_ctrl_sig, &value[4]);
+            printf("posts %d %d %d %d %d\n", value[0], value[1], value[2], value[3], value[4]);
+        });
+        wtp_main();
+    });
+    EXPECT_TRUE(contains(child.out, "posts 0 0 0 0 0\n")) << child.out;
+}
+
+TEST_F(WtpMain, a_start_makes_both_tables_afresh)
+{
+    const ChildOutcome child = in_child([] {
+        join_ap(test_mac(7), AC_RUNNING);
+        threads_pretend(0, [] {
+            const bool joined = acwtp_joined_node_find(test_mac(7).data(), 0) != nullptr;
+            printf("joined %d\n", static_cast<int>(joined));
+        });
+        wtp_main();
+    });
+    EXPECT_TRUE(contains(child.out, "joined 0\n")) << child.out;
+}
+
+TEST_F(WtpMain, the_heap_gives_memory_back_at_once_and_maps_blocks_of_2048_bytes_and_more)
+{
+    const ChildOutcome child = in_child([] {
+        threads_pretend(0, [] {
+            const std::vector<std::pair<int, int>> wanted = {{M_TRIM_THRESHOLD, 0}, {M_MMAP_THRESHOLD, 2048}};
+            printf("heap told %d\n", static_cast<int>(mallopt_calls() == wanted));
+        });
+        wtp_main();
+    });
+    EXPECT_TRUE(contains(child.out, "heap told 1\n")) << child.out;
+}
+
+TEST_F(WtpMain, signals_are_handled_while_the_start_waits_for_the_network)
+{
+    const ChildOutcome child = in_child([] {
+        setenv("AC_LAN_IF", "nosuch0", 1);
+        platform_init();
+        ac_clock_manual(1000);
+        std::thread watcher([] {
+            while (ac_time() < 1000 + 60) // of which each failed try takes a second
+                std::this_thread::yield();
+            kill(getpid(), SIGTERM);
+        });
+        threads_pretend();
+        wtp_main();
+    });
+    EXPECT_EQ(child.status, 0) << child.out;
+    EXPECT_TRUE(contains(child.out, "wtpmaster -> Term_Sig_entry [15]...\n")) << child.out;
 }
 
 TEST_F(WtpMain, without_a_network_the_start_waits_and_opens_no_database_and_starts_no_thread)

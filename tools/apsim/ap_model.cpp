@@ -94,12 +94,20 @@ void ApModel::power_on(micros at)
     enter(ApState::discovering, at);
 }
 
-void ApModel::reboot(micros now)
+void ApModel::reboot(micros now, bool forget)
 {
     if (state_ == ApState::silent) return;
     counters_.reboots++;
     seen_.clear();
+    if (forget) config_ = factory_config(options_.mac, options_.kind);
     enter(ApState::off, now + options_.timers.boot);
+}
+
+void ApModel::fall_silent(micros now, micros duration)
+{
+    if (state_ != ApState::running) return;
+    counters_.outages++;
+    enter(ApState::silent, now + duration);
 }
 
 void ApModel::rejoin(micros now, micros pause)
@@ -111,6 +119,7 @@ void ApModel::run(micros now)
 {
     counters_.joins++;
     if (joined_at_ == never) joined_at_ = now;
+    after_outage_ = false;
     enter(ApState::running, now + options_.timers.echo);
     if (options_.silent_after == 0) enter(ApState::silent, never);
 }
@@ -142,7 +151,9 @@ void ApModel::on_tick(micros now)
         upgrade_tick(now);
         break;
     case ApState::silent:
-        due_ = never;
+        enter(ApState::running, now); // on_tick comes here only at the end of an outage: for good is never due
+        after_outage_ = true;
+        echo(now);
         break;
     }
 }
@@ -179,7 +190,7 @@ void ApModel::echo(micros now)
         misses_++;
     }
     if (misses_ >= options_.timers.echo_misses) {
-        counters_.lost++;
+        if (!after_outage_) counters_.lost++;
         return rejoin(now, 0);
     }
     counters_.echoes_sent++;
@@ -349,6 +360,7 @@ void ApModel::on_echo_reply(const CLOUD_AP_UDP_PKT& head, micros now)
     if (!take_answer(Exchange::echo, head.seq_num, now)) return;
     counters_.echoes_answered++;
     misses_ = 0;
+    after_outage_ = false;
     if (options_.silent_after >= 0 && counters_.echoes_answered >= static_cast<UINT32>(options_.silent_after))
         enter(ApState::silent, never);
 }
@@ -360,7 +372,7 @@ void ApModel::on_link_down(micros now)
         return;
     }
     counters_.link_down++;
-    if (state_ == ApState::running) counters_.lost++;
+    if (state_ == ApState::running && !after_outage_) counters_.lost++;
     // Turned away right after its discovery was answered: the controller has no room, and asking at once won't help.
     rejoin(now, state_ == ApState::configuring ? options_.timers.discovery : options_.timers.rejoin);
 }

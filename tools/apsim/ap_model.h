@@ -59,6 +59,7 @@ struct ApCounters {
     UINT32 link_down = 0;      // forced link-down replies obeyed
     UINT32 reboots = 0;        // by restart, restore, upgrade or fault
     UINT32 restores = 0;
+    UINT32 outages = 0;         // times it was cut off from the network for a while
     UINT32 config_taken = 0;    // stored configurations taken over
     UINT32 config_refused = 0;  // reports that the controller refused
     UINT32 applied = 0;         // settings applied
@@ -90,7 +91,10 @@ public:
     ApModel& operator=(const ApModel&) = delete;
 
     void power_on(micros at); // first discovery at that moment
-    void reboot(micros now);  // power cut: not a word, back after the boot time
+    // Power cut: not a word, back after the boot time; with factory settings if it is to forget its own.
+    void reboot(micros now, bool forget = false);
+    // Cut off from the network: says and hears nothing, and then goes on as if nothing had been. Only while it runs.
+    void fall_silent(micros now, micros duration);
     void on_tick(micros now);
     void on_frame(ByteView datagram, micros now);
     micros next_due() const { return due_; }
@@ -155,7 +159,8 @@ private:
     int tries_ = 0;                              // requests sent in the present state
     int misses_ = 0;                             // echoes unanswered in a row
     bool reboot_after_leave_ = false;
-    UINT8 upgrade_stage_ = 0; // result of the next HALDE_APUpgradeResultAck: 0 received, 2 finished
+    bool after_outage_ = false; // and unanswered since: that it is told to join again is no loss
+    UINT8 upgrade_stage_ = 0;   // result of the next HALDE_APUpgradeResultAck: 0 received, 2 finished
     UINT16 upgrade_seq_ = 0;
     std::deque<Seen> seen_;
 };

@@ -44,6 +44,7 @@ void add_fleet(Measures& m, const FleetStats& stats)
     m["join-restarted"] = stats.sum.join_restarted;
     m["link-down"] = stats.sum.link_down;
     m["reboots"] = stats.sum.reboots;
+    m["outages"] = stats.sum.outages;
     m["restores"] = stats.sum.restores;
     m["config-taken"] = stats.sum.config_taken;
     m["config-refused"] = stats.sum.config_refused;

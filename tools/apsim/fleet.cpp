@@ -19,10 +19,8 @@ namespace {
 using clock = std::chrono::steady_clock;
 
 constexpr rlim_t spare_files = 64;
-constexpr std::size_t noise_slot = std::size_t{1} << 32; // epoll data from here on: noise sockets
-constexpr int ticks_per_round = 64;  // then the sockets are looked at: a storm must not sit on its own answers
-constexpr int frames_per_turn = 64;  // from one socket, so that the others get their turn
-constexpr double noise_burst = 0.05; // seconds of noise that may be caught up on
+constexpr int ticks_per_round = 64; // then the sockets are looked at: a storm must not sit on its own answers
+constexpr int frames_per_turn = 64; // from one socket, so that the others get their turn
 
 void raise_file_limit(std::size_t sockets)
 {
@@ -47,6 +45,7 @@ void add(ApCounters& sum, const ApCounters& one)
     sum.join_restarted += one.join_restarted;
     sum.link_down += one.link_down;
     sum.reboots += one.reboots;
+    sum.outages += one.outages;
     sum.restores += one.restores;
     sum.config_taken += one.config_taken;
     sum.config_refused += one.config_refused;
@@ -65,6 +64,14 @@ void add(ApCounters& sum, const ApCounters& one)
     sum.upgrades += one.upgrades;
 }
 
+void add(FleetStats& stats, const NoiseStats& noise)
+{
+    std::copy(std::begin(noise.out), std::end(noise.out), std::begin(stats.noise_out));
+    stats.noise_link_downs = noise.link_downs;
+    stats.noise_answered = noise.answered;
+    stats.send_errors += noise.send_errors;
+}
+
 Mac mac_at(const Mac& first, std::uint64_t offset)
 {
     std::uint64_t number = 0;
@@ -76,6 +83,24 @@ Mac mac_at(const Mac& first, std::uint64_t offset)
         mac[i] = static_cast<UINT8>(number >> (8 * (mac.size() - 1 - i)));
     return mac;
 }
+
+// Noise is made only while the fleet is run, whose sockets would fill up otherwise.
+class NoiseWhile {
+public:
+    explicit NoiseWhile(NoiseSender* noise) : noise_(noise)
+    {
+        if (noise_ != nullptr) noise_->set_sending(true);
+    }
+    ~NoiseWhile()
+    {
+        if (noise_ != nullptr) noise_->set_sending(false);
+    }
+    NoiseWhile(const NoiseWhile&) = delete;
+    NoiseWhile& operator=(const NoiseWhile&) = delete;
+
+private:
+    NoiseSender* noise_;
+};
 
 } // namespace
 
@@ -111,8 +136,7 @@ LinkFaults Fleet::in_sim_time(LinkFaults faults) const
 
 Fleet::Fleet(const FleetOptions& options)
     : options_(options), start_(clock::now()), up_(in_sim_time(options.up), options.seed * 2 + 1),
-      down_(in_sim_time(options.down), options.seed * 2 + 2), random_(options.seed), noise_(options.seed),
-      noise_at_(start_)
+      down_(in_sim_time(options.down), options.seed * 2 + 2), random_(options.seed)
 {
     if (options_.aps == 0 || options_.scale == 0 || options_.layouts.empty())
         throw std::invalid_argument("a fleet needs at least one AP, a scale of at least 1 and a layout");
@@ -125,20 +149,21 @@ Fleet::Fleet(const FleetOptions& options)
     try {
         for (std::size_t i = 0; i < options_.aps; i++) {
             aps_.push_back(std::make_unique<Ap>(*this, i, options_of(i)));
-            aps_.back()->socket = open_socket(i);
+            aps_.back()->socket = open_socket();
+            watch(aps_.back()->socket, i);
         }
-        for (std::size_t i = 0; i < 2; i++)
-            noise_sockets_[i] = open_socket(noise_slot + i);
+        start_noise();
     } catch (...) {
         close_sockets();
         throw;
     }
-    start_ = noise_at_ = clock::now(); // opening 2000 sockets takes a moment
+    start_ = clock::now(); // opening 2000 sockets takes a moment
     for (const auto& ap : aps_) {
         ap->model.power_on(options_.start_spread * static_cast<micros>(ap->index) / static_cast<micros>(aps_.size()));
         plan(*ap);
     }
     if (options_.reboot_every > 0) next_reboot_ = 0;
+    if (options_.outage_every > 0) next_outage_ = 0;
 }
 
 Fleet::~Fleet()
@@ -150,8 +175,6 @@ void Fleet::close_sockets()
 {
     for (const auto& ap : aps_)
         if (ap->socket >= 0) close(ap->socket);
-    for (int socket : noise_sockets_)
-        if (socket >= 0) close(socket);
     if (epoll_ >= 0) close(epoll_);
 }
 
@@ -172,7 +195,7 @@ ApOptions Fleet::options_of(std::size_t index) const
 }
 
 // Connected, so that the kernel hands on nothing but what the controller sends.
-int Fleet::open_socket(std::size_t index)
+int Fleet::open_socket()
 {
     const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     if (fd < 0) throw std::system_error(errno, std::generic_category(), "can't open a socket; take fewer --aps");
@@ -192,8 +215,26 @@ int Fleet::open_socket(std::size_t index)
                                 fmt::format("no way to {}; check --controller and the routes of this machine",
                                             to_string(options_.controller)));
     }
-    watch(fd, index);
     return fd;
+}
+
+void Fleet::start_noise()
+{
+    const auto& rates = options_.noise;
+    if (std::none_of(std::begin(rates), std::end(rates), [](double rate) { return rate > 0; })) return;
+    std::vector<Mac> victims;
+    for (const auto& ap : aps_)
+        victims.push_back(ap->model.options().mac);
+    const int unknown = open_socket();
+    int dropped = -1;
+    try {
+        dropped = open_socket();
+        noise_ = std::make_unique<NoiseSender>(rates, std::move(victims), options_.seed, unknown, dropped);
+    } catch (...) {
+        close(unknown);
+        if (dropped >= 0) close(dropped);
+        throw;
+    }
 }
 
 void Fleet::watch(int socket, std::size_t index)
@@ -219,6 +260,7 @@ void Fleet::run_for(std::chrono::milliseconds real)
 bool Fleet::run_until(const std::function<bool()>& condition, std::chrono::milliseconds at_most)
 {
     const clock::time_point until = clock::now() + at_most;
+    const NoiseWhile noise(noise_.get());
     while (!stopped_) {
         if (condition()) return true;
         if (clock::now() >= until) return false;
@@ -231,26 +273,17 @@ void Fleet::round(clock::time_point until)
 {
     tick_aps();
     drain_links();
-    reboot_some();
-    make_noise();
+    strike_some();
     epoll_event events[256];
     const int ready = epoll_wait(epoll_, events, 256, wait_ms(until));
-    for (int i = 0; i < ready; i++) {
-        const std::size_t slot = events[i].data.u64;
-        if (slot >= noise_slot)
-            receive_noise(slot - noise_slot);
-        else
-            receive(*aps_[slot]);
-    }
+    for (int i = 0; i < ready; i++)
+        receive(*aps_[events[i].data.u64]);
 }
 
 int Fleet::wait_ms(clock::time_point until) const
 {
-    const bool noisy =
-        std::any_of(std::begin(options_.noise), std::end(options_.noise), [](double r) { return r > 0; });
-    if (noisy) return 1;
-    micros due =
-        std::min({timers_.empty() ? never : timers_.top().due, up_.next_due(), down_.next_due(), next_reboot_});
+    const micros due = std::min(
+        {timers_.empty() ? never : timers_.top().due, up_.next_due(), down_.next_due(), next_reboot_, next_outage_});
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - clock::now()).count();
     if (due == never) return static_cast<int>(std::clamp<std::int64_t>(left, 0, 1000));
     const std::int64_t wait = (std::max<micros>(due - now(), 0) / options_.scale + millisecond - 1) / millisecond;
@@ -290,35 +323,34 @@ void Fleet::drain_links()
         deliver(item->ap, item->datagram);
 }
 
-void Fleet::reboot_some()
+// A running AP for a fault that comes at random moments, every so many seconds on average; null when none is due or
+// the AP drawn doesn't run. `next` is 0 before the first draw, which only tells the moment of the first fault.
+Fleet::Ap* Fleet::struck(micros& next, double every)
 {
-    const micros moment = now();
-    while (next_reboot_ <= moment) {
-        std::exponential_distribution<double> pause(1.0 / options_.reboot_every);
-        // The first pass only draws the moment of the first reboot.
-        if (next_reboot_ != 0) {
-            Ap& ap = *aps_[std::uniform_int_distribution<std::size_t>(0, aps_.size() - 1)(random_)];
-            if (ap.model.state() == ApState::running) ap.model.reboot(moment);
-            plan(ap);
-        }
-        next_reboot_ += std::max<micros>(1, static_cast<micros>(pause(random_) * static_cast<double>(second)));
-    }
+    if (next > now()) return nullptr;
+    std::exponential_distribution<double> pause(1.0 / every);
+    const bool due = next != 0;
+    next += std::max<micros>(1, static_cast<micros>(pause(random_) * static_cast<double>(second)));
+    if (!due) return nullptr;
+    Ap& ap = *aps_[std::uniform_int_distribution<std::size_t>(0, aps_.size() - 1)(random_)];
+    return ap.model.state() == ApState::running ? &ap : nullptr;
 }
 
-void Fleet::make_noise()
+void Fleet::strike_some()
 {
-    const clock::time_point moment = clock::now();
-    const double passed = std::min(std::chrono::duration<double>(moment - noise_at_).count(), noise_burst);
-    noise_at_ = moment;
-    for (std::size_t kind = 0; kind < noise_count; kind++) {
-        noise_owed_[kind] += options_.noise[kind] * passed;
-        for (; noise_owed_[kind] >= 1; noise_owed_[kind] -= 1) {
-            const Mac& victim = aps_[random_() % aps_.size()]->model.options().mac;
-            const Bytes frame = noise_.make(static_cast<Noise>(kind), victim);
-            const int socket = noise_sockets_[kind == static_cast<std::size_t>(Noise::unknown) ? 0 : 1];
-            if (::send(socket, frame.data(), frame.size(), 0) < 0) totals_.send_errors++;
-            totals_.noise_out[kind]++;
-        }
+    const micros moment = now();
+    const auto outage = static_cast<micros>(options_.outage_for * static_cast<double>(second));
+    while (next_reboot_ <= moment) {
+        Ap* ap = struck(next_reboot_, options_.reboot_every);
+        if (ap == nullptr) continue;
+        ap->model.reboot(moment, options_.forget);
+        plan(*ap);
+    }
+    while (next_outage_ <= moment) {
+        Ap* ap = struck(next_outage_, options_.outage_every);
+        if (ap == nullptr) continue;
+        ap->model.fall_silent(moment, outage);
+        plan(*ap);
     }
 }
 
@@ -358,19 +390,6 @@ void Fleet::deliver(std::size_t index, ByteView datagram)
     plan(ap);
 }
 
-void Fleet::receive_noise(std::size_t slot)
-{
-    UINT8 buffer[AC_FRAME_MAX];
-    for (int i = 0; i < frames_per_turn; i++) {
-        const ssize_t length = recv(noise_sockets_[slot], buffer, sizeof(buffer), 0);
-        if (length < 0) {
-            if (errno != EAGAIN && errno != EINTR) totals_.receive_errors++;
-            return;
-        }
-        (slot == 0 ? totals_.noise_link_downs : totals_.noise_answered)++;
-    }
-}
-
 FleetStats Fleet::stats() const
 {
     FleetStats stats = totals_;
@@ -385,6 +404,7 @@ FleetStats Fleet::stats() const
         last_join = std::max(last_join, ap->model.joined_at());
     }
     if (stats.ever_joined == stats.aps) stats.joined_within = last_join;
+    if (noise_ != nullptr) add(stats, noise_->stats());
     stats.up = up_.stats();
     stats.down = down_.stats();
     stats.now = now();

@@ -1,4 +1,4 @@
-// fleet - N simulated APs with a UDP socket each, driven by one thread.
+// fleet - N simulated APs with a UDP socket each, driven by one thread; noise, if any, comes from another.
 //
 // A Fleet belongs to the thread that runs it; only stop() may be called from elsewhere, a signal handler included. Time
 // inside a fleet is simulated: the machine's monotonic clock times `scale`. Answer times are real.
@@ -23,7 +23,7 @@
 #include "ap_model.h"
 #include "histogram.h"
 #include "link.h"
-#include "noise.h"
+#include "noise_sender.h"
 
 namespace apsim {
 
@@ -40,6 +40,9 @@ struct FleetOptions {
     int config_version = 0;
     std::size_t silent = 0;   // the last so many APs fall silent ...
     int silent_after = 3;     // ... after that many echoes
+    double outage_every = 0;  // simulated seconds between two outages anywhere in the fleet, on average; 0: none
+    double outage_for = 240;  // simulated seconds that an outage lasts
+    bool forget = false;      // a reboot by fault brings the AP back as it left the factory
     std::size_t refusing = 0; // the so many before them refuse every request
     micros start_spread = 0;  // simulated; the APs power on evenly over it
     double reboot_every = 0;  // simulated seconds between faults' reboots anywhere in the fleet, on average; 0: none
@@ -116,7 +119,7 @@ private:
 
     ApOptions options_of(std::size_t index) const;
     LinkFaults in_sim_time(LinkFaults faults) const;
-    int open_socket(std::size_t index);
+    int open_socket();
     void watch(int socket, std::size_t index);
     void close_sockets();
     void round(std::chrono::steady_clock::time_point until);
@@ -124,11 +127,11 @@ private:
     void tick_aps();
     void plan(Ap& ap);
     void drain_links();
-    void reboot_some();
-    void make_noise();
+    void strike_some();
+    Ap* struck(micros& next, double every);
+    void start_noise();
     void transmit(Ap& ap, ByteView datagram);
     void receive(Ap& ap);
-    void receive_noise(std::size_t slot);
     void deliver(std::size_t ap, ByteView datagram);
 
     FleetOptions options_;
@@ -137,15 +140,13 @@ private:
     std::priority_queue<Timer, std::vector<Timer>, std::greater<>> timers_;
     Link up_, down_;
     std::mt19937 random_;
-    NoiseMaker noise_;
-    std::chrono::steady_clock::time_point noise_at_;
-    double noise_owed_[noise_count] = {};
-    int noise_sockets_[2] = {-1, -1}; // for unknown APs, for frames that must be dropped
+    std::unique_ptr<NoiseSender> noise_; // null without noise
     micros next_reboot_ = never;
+    micros next_outage_ = never;
     std::size_t ever_joined_ = 0;
     int epoll_ = -1;
     std::atomic<bool> stopped_ = false;
-    FleetStats totals_; // frames, noise and answer times; the rest is gathered by stats()
+    FleetStats totals_; // frames and answer times; the rest is gathered by stats()
 };
 
 } // namespace apsim

@@ -40,9 +40,9 @@ std::string title_of(const RunOptions& run)
     return fmt::format("apsim {}  {} APs -> {}", to_string(run.mode), run.fleet.aps, to_string(run.fleet.controller));
 }
 
-void live(Fleet& fleet, const RunOptions& run)
+void live(Fleet& fleet, const RunOptions& run, LogTail* log)
 {
-    LiveView view(run.quiet, title_of(run));
+    LiveView view(run.quiet, title_of(run), log);
     const micros end = run.duration > 0 ? static_cast<micros>(run.duration * static_cast<double>(second)) : never;
     const bool ends_joined = run.mode == Mode::storm && !run.stay;
     const auto done = [&] { return g_stop || fleet.now() >= end || (ends_joined && all_joined(fleet)); };
@@ -94,10 +94,15 @@ int run_fleet(const RunOptions& run)
 {
     Fleet fleet(run.fleet);
     const std::vector<const ApModel*> chosen = chosen_aps(fleet, run.print_config);
-    live(fleet, run);
+    LogTail log(run.controller_log);
+    live(fleet, run, run.controller_log.empty() ? nullptr : &log);
     const FleetStats stats = fleet.stats();
     nlohmann::json json = stats_json(stats);
     std::string text = title_of(run) + "\n" + summary_text(stats);
+    if (!run.controller_log.empty()) {
+        log.read_on();
+        text += log.text(log.kinds().size());
+    }
     for (const ApModel* ap : chosen) {
         json["configurations"].push_back(config_json(*ap));
         text += config_text(*ap);

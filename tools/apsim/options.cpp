@@ -27,6 +27,8 @@ struct Line {
     UINT32 seed = 1;
     std::optional<double> duration;
     std::optional<double> reboot_every;
+    double outage_every = 0, outage_for = 240;
+    bool forget = false;
     std::optional<double> noise[noise_count];
     std::optional<double> spread;
     std::size_t silent = 0, refusing = 0;
@@ -38,6 +40,7 @@ struct Line {
     int config_version = 0;
     std::vector<std::string> expect;
     std::string print_config;
+    std::string controller_log;
 };
 
 void add_fleet_options(CLI::App& app, Line& line)
@@ -131,6 +134,23 @@ void add_fault_options(CLI::App& app, Line& line)
         ->type_name("SECONDS")
         ->check(CLI::NonNegativeNumber)
         ->group(faults);
+    app.add_flag("--forget", line.forget,
+                 "APs come back from such a reboot with factory settings, version 0: a controller that holds a later "
+                 "version (see --config-version) has to hand them their settings again")
+        ->group(faults);
+    app.add_option(
+           "--outage-every", line.outage_every,
+           "Simulated seconds between two outages anywhere in the fleet, on average: an AP that runs is cut off "
+           "from the network for a while and then goes on; 0: none")
+        ->type_name("SECONDS")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str()
+        ->group(faults);
+    app.add_option("--outage-for", line.outage_for, "Simulated seconds that an outage lasts")
+        ->type_name("SECONDS")
+        ->check(CLI::PositiveNumber)
+        ->capture_default_str()
+        ->group(faults);
     app.add_option("--silent", line.silent, "The last N APs join and then fall silent for good")
         ->type_name("N")
         ->group(faults);
@@ -181,6 +201,11 @@ void add_run_options(CLI::App& app, Line& line, RunOptions& run)
         ->group(group);
     app.add_option("--print-config", line.print_config, "At the end print the configuration of one AP, or of all")
         ->type_name("MAC|all")
+        ->group(group);
+    app.add_option("--controller-log", line.controller_log,
+                   "Show what this file, the controller's output, says: each kind of line with its count and the last "
+                   "of it, beneath the table and at the end")
+        ->type_name("FILE")
         ->group(group);
     app.add_flag("--json", run.json, "Print the result as one JSON object on standard output")->group(group);
     app.add_flag("--quiet", run.quiet, "No live table; the result only")->group(group);
@@ -272,6 +297,9 @@ void fill_fleet(RunOptions& run, const Line& line)
     const double spread = line.spread.value_or(mode == Mode::soak || mode == Mode::flood ? 30 : 0);
     fleet.start_spread = static_cast<micros>(spread * static_cast<double>(second));
     fleet.reboot_every = line.reboot_every.value_or(mode == Mode::soak ? 60 : 0);
+    fleet.forget = line.forget;
+    fleet.outage_every = line.outage_every;
+    fleet.outage_for = line.outage_for;
     fleet.up = link_of(line, mode, true);
     fleet.down = link_of(line, mode, false);
     for (std::size_t i = 0; i < noise_count; i++)
@@ -290,6 +318,7 @@ void fill_run(RunOptions& run, const Line& line)
     for (const std::string& text : line.expect)
         run.expectations.push_back(parse_expectation(text));
     run.print_config = line.print_config;
+    run.controller_log = line.controller_log;
     if (!run.print_config.empty() && run.print_config != "all") (void)parse_mac(run.print_config);
 }
 

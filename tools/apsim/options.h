@@ -22,11 +22,12 @@ struct RunOptions {
     bool json = false;
     bool quiet = false;
     std::vector<Expectation> expectations;
-    std::string print_config; // "", "all" or a MAC
-    bool bare = false;        // bench: only the bare loop
-    bool ratio = false;       // bench: the bare loop and the controller
-    int passes = 3;           // bench --ratio: of each
-    double settle = 5;        // bench: real seconds of uncounted echoes behind the join
+    std::string print_config;   // "", "all" or a MAC
+    std::string controller_log; // file to show beneath the table; "": none
+    bool bare = false;          // bench: only the bare loop
+    bool ratio = false;         // bench: the bare loop and the controller
+    int passes = 3;             // bench --ratio: of each
+    double settle = 5;          // bench: real seconds of uncounted echoes behind the join
     BenchOptions bench;
 };
 

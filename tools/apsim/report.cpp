@@ -16,6 +16,7 @@ namespace apsim {
 namespace {
 
 constexpr auto redraw = std::chrono::milliseconds(500);
+constexpr std::size_t log_lines = 10;
 constexpr auto line_pause = std::chrono::seconds(5);
 
 double seconds(micros time)
@@ -75,8 +76,8 @@ std::string body_text(const FleetStats& stats)
 {
     const ApCounters& sum = stats.sum;
     std::string text = fmt::format("  APs        {}   (of {})\n", state_text(stats), stats.aps);
-    text += fmt::format("  joins      {}   lost {}   restarted {}   link-down {}   reboots {}\n", sum.joins, sum.lost,
-                        sum.join_restarted, sum.link_down, sum.reboots);
+    text += fmt::format("  joins      {}   lost {}   restarted {}   link-down {}   reboots {}   outages {}\n",
+                        sum.joins, sum.lost, sum.join_restarted, sum.link_down, sum.reboots, sum.outages);
     text += fmt::format("  frames     in {}   out {}   retransmissions {}   echoes missed {}   bad in {}\n",
                         stats.frames_in, stats.frames_out, sum.retransmissions, sum.echoes_missed, sum.bad_in);
     text += fmt::format(
@@ -174,8 +175,8 @@ nlohmann::json told_json(const ApConfig& c)
 
 } // namespace
 
-LiveView::LiveView(bool quiet, std::string title)
-    : quiet_(quiet), terminal_(isatty(STDERR_FILENO) != 0), title_(std::move(title))
+LiveView::LiveView(bool quiet, std::string title, LogTail* log)
+    : quiet_(quiet), terminal_(isatty(STDERR_FILENO) != 0), title_(std::move(title)), log_(log)
 {}
 
 void LiveView::update(const FleetStats& stats)
@@ -183,6 +184,7 @@ void LiveView::update(const FleetStats& stats)
     const auto now = std::chrono::steady_clock::now();
     if (quiet_ || now < next_) return;
     next_ = now + (terminal_ ? std::chrono::milliseconds(redraw) : std::chrono::milliseconds(line_pause));
+    if (log_ != nullptr) log_->read_on();
     draw(stats);
 }
 
@@ -198,7 +200,8 @@ void LiveView::draw(const FleetStats& stats)
         fmt::print(stderr, "{}   {}   retransmissions {}   p50 {:.3f} p99 {:.3f} ms\n", head, state_text(stats),
                    stats.sum.retransmissions, ms(all.percentile(50)), ms(all.percentile(99)));
     } else {
-        const std::string text = clipped(head + "\n" + body_text(stats));
+        const std::string log = log_ == nullptr ? "" : log_->text(log_lines);
+        const std::string text = clipped(head + "\n" + body_text(stats) + log);
         std::string shown;
         if (lines_ > 0) shown = fmt::format("\033[{}A\033[J", lines_);
         shown += text;

@@ -9,15 +9,16 @@
 
 #include "expect.h"
 #include "fleet.h"
+#include "log_tail.h"
 
 namespace apsim {
 
 // Redraws in place on a terminal; elsewhere prints one line every few seconds. Nothing at all when quiet.
 class LiveView {
 public:
-    LiveView(bool quiet, std::string title);
-    void update(const FleetStats& stats); // cheap to call often
-    void finish(const FleetStats& stats); // the last table
+    LiveView(bool quiet, std::string title, LogTail* log); // the log may be null
+    void update(const FleetStats& stats);                  // cheap to call often
+    void finish(const FleetStats& stats);                  // the last table
 
 private:
     void draw(const FleetStats& stats);
@@ -25,6 +26,7 @@ private:
     bool quiet_;
     bool terminal_;
     std::string title_;
+    LogTail* log_;
     int lines_ = 0; // drawn before, to be overdrawn
     std::chrono::steady_clock::time_point next_{};
     FleetStats last_;

@@ -584,3 +584,50 @@ TEST_F(ApTest, replies_that_nobody_waits_for_change_nothing)
     EXPECT_EQ(model->counters().joins, 1u);
     EXPECT_EQ(model->counters().stale_in, 3u);
 }
+
+TEST_F(ApTest, a_forgetful_reboot_brings_back_factory_settings)
+{
+    make([](ApOptions& options) { options.config_version = 3; });
+    join();
+    model->config().basic.led_status = 9;
+    model->reboot(now, false);
+    EXPECT_EQ(model->config().version_number(), 3);
+    EXPECT_EQ(model->config().basic.led_status, 9);
+    advance(15 * second);
+    model->reboot(now, true);
+    EXPECT_EQ(model->config().version_number(), 0);
+    EXPECT_NE(model->config().basic.led_status, 9);
+    EXPECT_EQ(model->counters().reboots, 2u);
+}
+
+TEST_F(ApTest, an_outage_is_silence_and_ends_with_an_echo)
+{
+    join();
+    model->fall_silent(now, 240 * second);
+    EXPECT_EQ(model->state(), ApState::silent);
+    hear(request(5, 0x0210, hex("00 07")));
+    advance(240 * second - 1);
+    EXPECT_TRUE(sink.sent.empty());
+    advance(1);
+    ASSERT_EQ(sink.sent.size(), 1u);
+    EXPECT_EQ(sink.sent[0][18], 0);
+    EXPECT_EQ(model->state(), ApState::running);
+    EXPECT_EQ(model->counters().outages, 1u);
+}
+
+TEST_F(ApTest, being_told_to_join_again_is_a_loss_unless_an_outage_has_just_ended)
+{
+    const Bytes link_down = hex("02a951000010 0400 0200 5a5a 0000 0100 8817 0001 00000000 00000000");
+    join();
+    model->fall_silent(now, 240 * second);
+    advance(240 * second);
+    sink.sent.clear();
+    hear(link_down);
+    EXPECT_EQ(model->counters().link_down, 1u);
+    EXPECT_EQ(model->counters().lost, 0u);
+    advance(1 * second);
+    talk();
+    ASSERT_EQ(model->state(), ApState::running);
+    hear(link_down);
+    EXPECT_EQ(model->counters().lost, 1u);
+}

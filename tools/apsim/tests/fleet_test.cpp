@@ -142,6 +142,27 @@ TEST(Fleet, noise_does_not_disturb_the_fleet_and_only_unknown_aps_are_answered)
     EXPECT_EQ(fleet.stats().sum.lost, 0u);
 }
 
+TEST(Fleet, noise_of_less_than_a_frame_in_a_while_is_sent_all_the_same)
+{
+    LoopbackController controller;
+    FleetOptions options = options_for(controller, 1);
+    options.noise[static_cast<std::size_t>(Noise::unknown)] = 5;
+    Fleet fleet(options);
+    EXPECT_TRUE(fleet.run_until([&] { return fleet.stats().noise_link_downs >= 2; }, patience));
+}
+
+TEST(Fleet, outages_happen_and_the_aps_come_back)
+{
+    LoopbackController controller;
+    FleetOptions options = options_for(controller, 5);
+    options.outage_every = 5;
+    options.outage_for = 10;
+    Fleet fleet(options);
+    ASSERT_TRUE(fleet.run_until([&] { return fleet.stats().sum.outages >= 3; }, patience));
+    EXPECT_TRUE(fleet.run_until([&] { return running(fleet) >= 3; }, patience));
+    EXPECT_EQ(fleet.stats().sum.lost, 0u);
+}
+
 TEST(Fleet, stop_ends_a_run_from_another_thread)
 {
     LoopbackController controller;
