@@ -112,6 +112,17 @@ protected:
     }
     std::string name(std::size_t index) { return name_at(*fleet, index); }
     const apsim::ApConfig& config(std::size_t index) { return fleet->ap(index).config(); }
+    // What the APs have, for a test that fails.
+    std::string channels()
+    {
+        std::string text;
+        for (std::size_t i = 0; i < fleet->size(); i++) {
+            for (const CONFIG_WL_RF& radio : config(i).radios)
+                text += std::to_string(radio.channel) + "+" + std::to_string(radio.expand_channel) + " ";
+            text += "applied " + std::to_string(fleet->ap(i).counters().applied) + "\n";
+        }
+        return text;
+    }
     template <typename Condition> bool comes(Condition&& condition)
     {
         return fleet->run_until(std::forward<Condition>(condition), PATIENCE);
@@ -169,7 +180,8 @@ TEST_F(AcctlCommands, channels_reach_their_radios)
         return config(0).radios[0].channel == 11 && config(1).radios[0].channel == 11 &&
                config(2).radios[0].channel == 11 && config(1).radios[1].channel == 149 &&
                config(2).radios[1].channel == 149 && config(2).radios[1].expand_channel == 2;
-    }));
+    })) << channels()
+        << daemon.log();
     EXPECT_EQ(run({"ap", "channel", name(0), "--channel", "149"}).status, 6) << "it has no such radio";
 }
 
