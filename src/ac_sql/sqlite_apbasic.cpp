@@ -89,16 +89,18 @@ bool row_stands(int rows_before, int ret, const char* mac)
 
 } // namespace
 
-int sql_count_of_mac(const char* table, const char* eth_str, int failed, const char* function, int line)
+int sql_count_of_mac(const char* table, const char* eth_str, int& rows, const char* function, int line)
 {
     sql_text sql;
     sql.append("select count(*) from %s where apmac='%s' ", table, eth_str);
-    sql_table rows;
+    sql_table result;
     sql_message message;
-    const int ret = rows.load(db, sql, message);
-    if (ret == SQLITE_OK) return sql_cell_int(rows.cell(0, 0));
-    printf("Error->%s(%d)--insert error ret=%d,errmsg=%s\n", function, line, ret, message.c_str());
-    return failed;
+    const int ret = result.load(db, sql, message);
+    if (ret == SQLITE_OK)
+        rows = sql_cell_int(result.cell(0, 0));
+    else
+        printf("Error->%s(%d)--insert error ret=%d,errmsg=%s\n", function, line, ret, message.c_str());
+    return ret;
 }
 
 int sql_delete_of_mac(const char* table, const UINT8* ethaddr, const char* function, int line)
@@ -107,19 +109,21 @@ int sql_delete_of_mac(const char* table, const UINT8* ethaddr, const char* funct
     sql.append("delete from %s where apmac='%s'", table, ac_mac_text(ethaddr).c_str());
     sql_message message;
     const int ret = sql_exec(db, sql, message);
-    if (ret == SQLITE_OK) return AC_RET_OK;
-    printf("Error->%s(%d)--delete error,Error code:%d,Reason:%s\n", function, line, ret, message.c_str());
-    return AC_RET_ERROR;
+    if (ret != SQLITE_OK)
+        printf("Error->%s(%d)--delete error,Error code:%d,Reason:%s\n", function, line, ret, message.c_str());
+    return ret;
 }
 
 int query_apbasic_exist(const char* eth_str)
 {
-    return sql_count_of_mac(AP_BASIC_TABLE, eth_str, -1);
+    int rows = -1;
+    (void)sql_count_of_mac(AP_BASIC_TABLE, eth_str, rows); // it has printed its line, and the number says it too
+    return rows;
 }
 
 int sqlite_apbasic_del(const UINT8* ethaddr)
 {
-    return sql_delete_of_mac(AP_BASIC_TABLE, ethaddr);
+    return sql_delete_of_mac(AP_BASIC_TABLE, ethaddr) == SQLITE_OK ? AC_RET_OK : AC_RET_ERROR;
 }
 
 int sqlite_add_apbasic(const UINT8* ethaddr, const UINT8* router_ip, CONFIG_BASIC* basic,

@@ -24,9 +24,10 @@ int sqlite_add_apbasic(const UINT8* ethaddr, const UINT8* router_ip, CONFIG_BASI
 
 int sqlite_apbasic_del(const UINT8* ethaddr); // 0, or 255
 
-// "select count(*)" of one table for one MAC, `failed` after the line of a failed one; ac_sql's own.
-int sql_count_of_mac(const char* table, const char* eth_str, int failed, const char* function = __builtin_FUNCTION(),
+// "select count(*)" of one table for one MAC. SQLite's code; after the line of a failure `rows` is what it was.
+// ac_sql's own.
+int sql_count_of_mac(const char* table, const char* eth_str, int& rows, const char* function = __builtin_FUNCTION(),
                      int line = __builtin_LINE());
-// Deletes one MAC's rows of one table: 0, or 255; ac_sql's own.
+// Deletes one MAC's rows of one table: SQLite's code, after a line when it failed; ac_sql's own.
 int sql_delete_of_mac(const char* table, const UINT8* ethaddr, const char* function = __builtin_FUNCTION(),
                       int line = __builtin_LINE());

@@ -290,9 +290,11 @@ int sqlite_apconfig_add(APCONFIG* elem)
 
 int sqlite_apconfig_del(const UINT8* ethaddr)
 {
-    const int ssid = sqlite_apwlbasic_del(ethaddr);
+    const int ssid = sql_delete_of_mac(AP_SSID_TABLE, ethaddr, "sqlite_apwlbasic_del");
+    // SSIDs that a lock or a broken disk has kept keep their AP's row too: without it they would end the next load.
+    if (ssid != SQLITE_OK && ssid != SQLITE_ERROR) return AC_RET_ERROR;
     const int basic = sqlite_apbasic_del(ethaddr);
-    return ssid == AC_RET_OK ? basic : ssid;
+    return ssid == SQLITE_OK ? basic : AC_RET_ERROR;
 }
 
 int sqlite_apconfig_update(int type, const UINT8* ethaddr, void* data)

@@ -14,7 +14,8 @@ struct sql_rf_data {
 // Writes a record whole: its row of ap_basic first, since the load refuses SSID rows of an AP that has none. 0.
 int sqlite_apconfig_add(APCONFIG* elem);
 
-// Deletes an AP's rows: those of ap_ssid first, for the same reason. 0, or 255 if either failed.
+// Deletes an AP's rows: those of ap_ssid first, for the same reason; while they can't be deleted its own row stays too.
+// 0, or 255 if either failed.
 int sqlite_apconfig_del(const UINT8* ethaddr);
 
 // Writes one group of fields. `data` by config_sql_type: UINT8 for LED and STATUS, CONFIG_IP, CONFIG_APNAME,

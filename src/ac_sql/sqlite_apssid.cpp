@@ -145,16 +145,25 @@ int insert_rows(const ap_rows& ap, const ssid_places& places, const UINT8 (*p_na
     return AC_RET_ERROR;
 }
 
+// A count that failed for want of a table counts as none. After any other failure, a lock for one, the rows may well be
+// there, and an insert that succeeds by now would double them.
+bool count_may_be_wrong(int ret)
+{
+    return ret != SQLITE_OK && ret != SQLITE_ERROR;
+}
+
 } // namespace
 
 int query_apssid_exist(const char* eth_str)
 {
-    return sql_count_of_mac(AP_SSID_TABLE, eth_str, 0);
+    int rows = 0;
+    (void)sql_count_of_mac(AP_SSID_TABLE, eth_str, rows); // it has printed its line
+    return rows;
 }
 
 int sqlite_apwlbasic_del(const UINT8* ethaddr)
 {
-    return sql_delete_of_mac(AP_SSID_TABLE, ethaddr);
+    return sql_delete_of_mac(AP_SSID_TABLE, ethaddr) == SQLITE_OK ? AC_RET_OK : AC_RET_ERROR;
 }
 
 int sqlite_add_apssid(const UINT8* ethaddr, list_node* list_wl, list_node* list_rf, const UINT8 (*p_name)[AC_NAME_LEN],
@@ -168,7 +177,13 @@ int sqlite_add_apssid(const UINT8* ethaddr, list_node* list_wl, list_node* list_
     ap_rows ap = {ac_mac_text(ethaddr), {}, {sql_quoted(p_rf_name[0]), sql_quoted(p_rf_name[1])}};
     collect_radios(list_rf, ap);
     const ssid_places places = places_of(list_wl);
-    if (query_apssid_exist(ap.mac.c_str()) == 0) return insert_rows(ap, places, p_name, sql);
+    int rows = 0;
+    const int counted = sql_count_of_mac(AP_SSID_TABLE, ap.mac.c_str(), rows, "query_apssid_exist");
+    if (count_may_be_wrong(counted)) {
+        AC_ERR("insert error,ret=%d,errmsg=%s\n", counted, sqlite3_errstr(counted));
+        return AC_RET_ERROR;
+    }
+    if (rows == 0) return insert_rows(ap, places, p_name, sql);
     update_rows(ap, places, p_name, sql);
     return AC_RET_OK;
 }

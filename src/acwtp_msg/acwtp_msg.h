@@ -36,8 +36,8 @@ extern list_node g_msg_queue AC_GUARDED_BY(acwtp_mutex);
 extern sem_t sem_protocol;
 
 // Queues a copy of `acmsg` and wakes the initial thread. 0; 1001 for null, no memory, or an item whose MACs do not fit
-// its length; 255 for no memory for the bytes of an item that is never split, or too many internal events waiting. When
-// 32 MiB wait already there is no memory for more. Wakes nobody then.
+// its length; 255 for no memory for the copied bytes, or too many internal events waiting. Wakes nobody then. When 32
+// MiB wait already there is no memory for more.
 AC_RET acmsg_to_acprotocol(const ACWTP_MSG_TABLE* acmsg, int flag);
 // The queueing step alone.
 AC_RET acwtp_msg_list_add(const ACWTP_MSG_TABLE* new_node, int flag);

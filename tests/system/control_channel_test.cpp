@@ -269,7 +269,7 @@ TEST(ControlChannel, aps_that_the_body_does_not_name_are_no_work)
         EXPECT_EQ(ask(daemon, request), head(8, 0));
     }
     expect_service(daemon); // by then the last of them is done, not only answered
-    EXPECT_EQ(daemon.log_count("--Insert list failed."), 4);
+    EXPECT_EQ(daemon.log_count("--Add new node failed.\n"), 4);
 }
 
 TEST(ControlChannel, garbage_of_every_kind_ends_no_service)

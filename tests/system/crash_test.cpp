@@ -15,7 +15,7 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr std::size_t APS = 100;
-constexpr int SCALE = 240;
+constexpr int SCALE = WTP_CRASH_SCALE;
 constexpr int LONGEST_LIFE_MS = 250; // with changes, before a kill
 constexpr UINT32 SEED = 20231114;
 
@@ -237,6 +237,7 @@ public:
     std::map<std::string, StoredAp> look_at_files()
     {
         namespace fs = std::filesystem;
+        if (fs::exists(daemon.root() + "/mnt/l_brcmnand/Wlc_database.db-journal")) inside_statements_++;
         const fs::path copy = daemon.root() + "/look";
         fs::remove_all(copy);
         std::map<std::string, StoredAp> aps;
@@ -277,8 +278,11 @@ public:
     Daemon daemon;
     std::unique_ptr<apsim::Fleet> fleet;
 
+    int inside_statements() const { return inside_statements_; }
+
 private:
     std::mt19937 random_;
+    int inside_statements_ = 0; // kills that left a journal behind
 };
 
 } // namespace
@@ -299,6 +303,7 @@ TEST(Crash, killed_at_any_moment_it_starts_with_what_was_committed_and_its_aps_c
         ASSERT_NO_FATAL_FAILURE(site.daemon.start());
         site.check_loaded(stored);
     }
+    printf("%d kills fell into a statement\n", site.inside_statements());
     EXPECT_GT(loaded, 0u);
     ASSERT_TRUE(all_run(*site.fleet)) << site.daemon.log();
     EXPECT_TRUE(site.fleet->run_until([&] { return site.all_rows_stand(); }, PATIENCE))

@@ -20,7 +20,7 @@ public:
     Daemon(const Daemon&) = delete;
     Daemon& operator=(const Daemon&) = delete;
 
-    // Starts the daemon and waits until it answers frames.
+    // Starts the daemon and waits until it answers frames and listens on the control socket.
     void start();
     // SIGTERM, or another signal; waits for the end and returns the status as waitpid gave it.
     int stop(int signal_number = 15);

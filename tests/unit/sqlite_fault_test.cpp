@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstring>
 #include <filesystem>
 
 #include "ac_mib/sql_flash_queue.h"
@@ -246,6 +247,48 @@ TEST_F(SqlFaultWorld, a_whole_write_under_a_lock_never_doubles_the_basic_row)
         (void)lines_of([&] { write_record(); });
     }
     EXPECT_EQ(cell(db, "select count(*) from ap_basic"), "1");
+    EXPECT_EQ(cell(db, "select count(*) from ap_ssid"), "2");
+}
+
+// Runs before each statement: only the deletion of SSIDs can't read.
+static int break_the_deletion_of_ssids(unsigned, void*, void*, void* text)
+{
+    sql_faults_clear();
+    if (strncmp(static_cast<const char*>(text), "delete from ap_ssid", 19) == 0)
+        sql_faults_read_after(0, SQLITE_IOERR_READ);
+    return 0;
+}
+
+TEST_F(SqlFaultWorld, ssids_that_cannot_be_deleted_keep_the_row_of_their_ap)
+{
+    write_record();
+    sqlite3_trace_v2(db.handle.load(), SQLITE_TRACE_STMT, break_the_deletion_of_ssids, nullptr);
+    const std::string printed = lines_of([&] { EXPECT_EQ(sqlite_apconfig_del(M1.data()), 255); });
+    sqlite3_trace_v2(db.handle.load(), 0, nullptr, nullptr);
+    sql_faults_clear();
+    EXPECT_EQ(printed, "E|delete error,Error code:10,Reason:disk I/O error\n");
+    EXPECT_EQ(cell(db, "select count(*) from ap_basic"), "1");
+    EXPECT_EQ(lines_of([&] { EXPECT_EQ(sqlite_apconfig_del(M1.data()), 0); }), "");
+    EXPECT_EQ(cell(db, "select count(*) from ap_basic"), "0");
+}
+
+// Runs before each statement: only the count of SSIDs can't read.
+static int break_the_count_of_ssids(unsigned, void*, void*, void* text)
+{
+    sql_faults_clear();
+    if (strncmp(static_cast<const char*>(text), "select count(*) from ap_ssid", 28) == 0)
+        sql_faults_read_after(0, SQLITE_IOERR_READ);
+    return 0;
+}
+
+TEST_F(SqlFaultWorld, a_failed_count_of_ssids_is_a_line_and_never_doubles_them)
+{
+    write_record();
+    sqlite3_trace_v2(db.handle.load(), SQLITE_TRACE_STMT, break_the_count_of_ssids, nullptr);
+    const std::string printed = lines_of([&] { write_record(); });
+    sqlite3_trace_v2(db.handle.load(), 0, nullptr, nullptr);
+    sql_faults_clear();
+    EXPECT_EQ(printed, "E|insert error ret=10,errmsg=disk I/O error\nE|insert error,ret=10,errmsg=disk I/O error\n");
     EXPECT_EQ(cell(db, "select count(*) from ap_ssid"), "2");
 }
 

@@ -362,6 +362,7 @@ TEST_F(WtpMain, a_start_prints_its_network_and_empties_the_local_log)
     EXPECT_EQ(read_file("/etc/ac_conf"), "");
     EXPECT_TRUE(exists("/mnt/l_brcmnand/Wlc_database.db"));
     EXPECT_TRUE(exists("/mnt/s_brcmnand/Wlc_database.db"));
+    EXPECT_TRUE(exists("/var/Wlc_datalogs.db"));
 }
 
 TEST_F(WtpMain, core_files_come_before_the_network_and_the_language_after_it)
@@ -507,15 +508,17 @@ TEST_F(WtpMain, before_the_first_thread_no_semaphore_has_a_post)
 
 TEST_F(WtpMain, a_start_makes_both_tables_afresh)
 {
-    const ChildOutcome child = in_child([] {
+    const ChildOutcome child = in_child([this] {
+        static const APCONFIG* const kept = make_record(test_mac(7), 4, AP_LINK_UP); // the start forgets it
         join_ap(test_mac(7), AC_RUNNING);
         threads_pretend(0, [] {
             const bool joined = acwtp_joined_node_find(test_mac(7).data(), 0) != nullptr;
-            printf("joined %d\n", static_cast<int>(joined));
+            const bool known = apconfig_find(kept->ethaddr) != nullptr;
+            printf("joined %d known %d\n", static_cast<int>(joined), static_cast<int>(known));
         });
         wtp_main();
     });
-    EXPECT_TRUE(contains(child.out, "joined 0\n")) << child.out;
+    EXPECT_TRUE(contains(child.out, "joined 0 known 0\n")) << child.out;
 }
 
 TEST_F(WtpMain, the_heap_gives_memory_back_at_once_and_maps_blocks_of_2048_bytes_and_more)
@@ -576,7 +579,10 @@ TEST_F(WtpMain, a_database_that_cannot_be_opened_does_not_stop_the_start)
     const ChildOutcome child = start_until_thread(2); // below a root the recovery's own end of the process isn't run
     EXPECT_TRUE(contains(child.out, "--sqlite init error\n")) << child.out;
     EXPECT_TRUE(contains(child.out, "--load config err.\n")) << child.out;
-    EXPECT_LT(child.out.find("sqlite init error"), child.out.find("load config err."));
+    EXPECT_TRUE(contains(child.out, "--table create error\n")) << child.out;
+    EXPECT_LT(child.out.find(STARS), child.out.find("sqlite init error")) << "the language is read before";
+    EXPECT_LT(child.out.find("sqlite init error"), child.out.find("table create error"));
+    EXPECT_LT(child.out.find("table create error"), child.out.find("load config err."));
     EXPECT_EQ(lines_of(child.out).back(), "3 threads, result 0\n");
 }
 

@@ -198,7 +198,7 @@ Reply Channel::exchange(const Request& request) const
                                        "again, or with a longer --timeout",
                                        path_, seconds_));
     if (received == Received::broken)
-        throw ChannelError(Failure::no_answer,
+        throw ChannelError(Failure::closed,
                            fmt::format("the controller at {} closed the connection without a whole answer: is it a "
                                        "controller, and does it know this request (type {})?",
                                        path_, request.type & 0xFF));

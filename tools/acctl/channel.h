@@ -14,7 +14,8 @@ namespace acctl {
 
 enum class Failure {
     unreachable, // nobody listens, or we may not connect
-    no_answer,   // the connection closed, or time ran out
+    no_answer,   // time ran out
+    closed,      // the connection closed instead, as it does for a request that the controller doesn't know
     bad_answer,  // what came makes no sense
 };
 

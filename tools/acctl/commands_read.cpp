@@ -41,6 +41,16 @@ const SsidUse* use_of(const Whole& whole, int id)
     return at == ssids.end() ? nullptr : &*at;
 }
 
+// The list shows the limits of the main SSIDs also where the SSIDs in use are not told.
+std::optional<int> limit_of(const Whole& whole, int id)
+{
+    const SsidUse* use = use_of(whole, id);
+    if (use != nullptr) return use->limit;
+    const std::size_t radio = id == AC_SSID_5G_FIRST ? 1 : 0;
+    const bool main = (id == 0 || id == AC_SSID_5G_FIRST) && radio < whole.ap.radios.size();
+    return main ? std::optional(whole.ap.radios[radio].limit) : std::nullopt;
+}
+
 void add_page(nlohmann::ordered_json& json, const ApPage& page)
 {
     json["address"] = {{"mode", page.ip_mode},
@@ -70,7 +80,8 @@ nlohmann::ordered_json whole_json(const Whole& whole)
     for (nlohmann::ordered_json& ssid : json["ssids"]) {
         const SsidUse* use = use_of(whole, ssid["id"]);
         ssid["clients"] = use != nullptr ? nlohmann::ordered_json(use->clients) : nlohmann::ordered_json();
-        ssid["limit"] = use != nullptr ? nlohmann::ordered_json(use->limit) : nlohmann::ordered_json();
+        const std::optional<int> limit = limit_of(whole, ssid["id"]);
+        ssid["limit"] = limit ? nlohmann::ordered_json(*limit) : nlohmann::ordered_json();
     }
     if (whole.policies == nullptr) return json;
     json["led"] = whole.policies->led;
@@ -134,10 +145,11 @@ Table ssid_table(const Whole& whole)
     Table table({{"SSID", true, 0, 0}, {"NAME", false, 8, 0}, {"CLIENTS", true, 0, 0}, {"LIMIT", true, 0, 0}});
     for (const SsidName& ssid : whole.ap.ssids) {
         const SsidUse* use = use_of(whole, ssid.id);
+        const std::optional<int> limit = limit_of(whole, ssid.id);
         table.add({{fmt::format("{}", ssid.id), Paint::plain},
                    {shown(ssid.name), Paint::plain},
                    {use != nullptr ? fmt::format("{}", use->clients) : "-", Paint::plain},
-                   {use != nullptr ? fmt::format("{}", use->limit) : "-", Paint::plain}});
+                   {limit ? fmt::format("{}", *limit) : "-", Paint::plain}});
     }
     return table;
 }

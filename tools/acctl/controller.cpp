@@ -62,7 +62,13 @@ AdvancedPage Controller::advanced() const
 
 std::vector<ApSsids> Controller::ssids() const
 {
-    return decode_ssids(channel_.exchange(question(GET_AP_SSID_ALL_REQ)).data);
+    try {
+        return decode_ssids(channel_.exchange(question(GET_AP_SSID_ALL_REQ)).data);
+    } catch (const ChannelError& error) {
+        // It only adds to what the list of APs tells, so that all else still works without it.
+        if (error.kind == Failure::closed) return {};
+        throw;
+    }
 }
 
 void Controller::change(UINT16 type, std::size_t ap_num, std::vector<UINT8> body) const

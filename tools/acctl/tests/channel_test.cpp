@@ -156,7 +156,7 @@ TEST(Channel, a_connection_that_closes_without_an_answer_is_told)
 {
     const FakeController controller([](const Bytes&) { return Bytes(); });
     const Refused refused = failure_of(Channel(controller.path(), 10), ask(0x0116));
-    EXPECT_EQ(refused.kind, Failure::no_answer);
+    EXPECT_EQ(refused.kind, Failure::closed);
     EXPECT_EQ(refused.text,
               "the controller at " + controller.path() +
                   " closed the connection without a whole answer: is it a controller, and does it know this "
@@ -169,7 +169,7 @@ TEST(Channel, an_answer_cut_at_any_byte_is_refused)
     for (std::size_t length = 0; length < whole.size(); length++) {
         const FakeController controller(
             [&](const Bytes&) { return Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length)); });
-        EXPECT_EQ(failure_of(Channel(controller.path(), 10), ask()).kind, Failure::no_answer) << length;
+        EXPECT_EQ(failure_of(Channel(controller.path(), 10), ask()).kind, Failure::closed) << length;
     }
 }
 

@@ -171,7 +171,15 @@ TEST(Show, puts_together_what_the_requests_tell)
                        "\n"
                        "  SSID  NAME    CLIENTS  LIMIT\n"
                        "     0  guests        3     32\n"
-                       "     8  staff         -      -\n");
+                       "     8  staff         -     50\n");
+}
+
+TEST(Show, does_without_the_list_of_ssids)
+{
+    const FakeController controller([](const Bytes& request) { return request[4] == 25 ? Bytes() : site(request); });
+    const Ran ran = acctl_line(controller, {"ap", "show", "lobby"});
+    EXPECT_EQ(ran.status, 0) << ran.err;
+    EXPECT_NE(ran.out.find("  SSID  NAME    CLIENTS  LIMIT\n     0  guests        -     32\n"), std::string::npos);
 }
 
 TEST(Show, as_json_adds_to_the_keys_of_the_list)
@@ -186,7 +194,7 @@ TEST(Show, as_json_adds_to_the_keys_of_the_list)
         "country": 44, "bandwidth": 1, "extend_channel": 5, "mode": 9, "interface_mode": 0, "sta_timeout": 0,
         "wmm": true, "apsd": false, "ssid_isolation": false, "g5_priority": false})"));
     EXPECT_EQ(ap["ssids"], Json::parse(R"([{"id": 0, "name": "guests", "clients": 3, "limit": 32},
-                                           {"id": 8, "name": "staff", "clients": null, "limit": null}])"));
+                                           {"id": 8, "name": "staff", "clients": null, "limit": 50}])"));
     EXPECT_EQ(ap["led"], true);
     EXPECT_EQ(ap["policies"], Json::parse(R"({"reboot": "nightly", "alarm": "", "password": "", "deploy": "",
                                               "qvlan": "", "wl_basic": "", "wl_rf": ""})"));
