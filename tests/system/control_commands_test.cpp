@@ -12,7 +12,6 @@ protected:
     void SetUp() override
     {
         daemon.start();
-        ASSERT_TRUE(control_up(daemon)) << daemon.log();
         apsim::FleetOptions options = fleet_options(daemon, 2);
         options.types = {TWO_RADIOS};
         options.layouts = {4};
@@ -55,7 +54,6 @@ protected:
     {
         EXPECT_EQ(daemon.stop(), 0);
         daemon.start();
-        ASSERT_TRUE(control_up(daemon)) << daemon.log();
     }
     // Both APs find the restarted daemon and run again.
     bool rejoined()
