@@ -59,12 +59,6 @@ inline Bytes control_ask(const Daemon& daemon, int type, int ap_num, const Bytes
     return bytes;
 }
 
-// Waits until a daemon that answers its APs answers the web interface too: its control thread has a start of its own.
-inline bool control_up(const Daemon& daemon)
-{
-    return live_alone([&] { return !control_ask(daemon, GET_WTP_NUM_REQ, 0, {}).empty(); });
-}
-
 inline Bytes control_macs(const std::vector<Mac>& macs, const Bytes& more = {})
 {
     Bytes bytes;
