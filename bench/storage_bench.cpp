@@ -13,7 +13,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -166,9 +165,8 @@ long long written_bytes()
 // The bare loop's own file: a copy, so that neither has the other's pages to read again.
 sqlite3* open_copy()
 {
-    const std::filesystem::path original = ac_path(AP_FILE).c_str();
-    const std::filesystem::path copy = original.string() + ".bare";
-    std::filesystem::copy_file(original, copy, std::filesystem::copy_options::overwrite_existing);
+    const std::string copy = std::string(ac_path(AP_FILE).c_str()) + ".bare";
+    run(("vacuum into '" + copy + "'").c_str()); // written as the original was, not shared with it by the file system
     sqlite3* handle = nullptr;
     if (sqlite3_open(copy.c_str(), &handle) != SQLITE_OK) give_up("the copy does not open");
     return handle;

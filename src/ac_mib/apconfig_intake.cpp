@@ -205,7 +205,11 @@ int old_record_take(const report_source& from, const UINT8* version, kept_bindin
     ac_lock lock(g_apconfig_mutex);
     APCONFIG* node = apconfig_hnode_find_locked(from.ethaddr);
     if (node == nullptr) return AC_RET_OK;
-    if (apconfig_version_number(version) < apconfig_version_number(node->AP_config_version))
+    // A record without SSIDs was cut off between its two writes. It is no configuration to hand out: the AP would lose
+    // its SSIDs, and its next report, having none, would be refused for good.
+    const int ssids = get_ssid_num_24g(node->ap_type) + get_ssid_num_5g(node->ap_type);
+    const bool cut_off = ssids > 0 && list_empty(&node->list_wl);
+    if (!cut_off && apconfig_version_number(version) < apconfig_version_number(node->AP_config_version))
         return AC_RET_CONFIG_TIME_OUT;
     if (node->restore == 0) bindings_keep(node, kept);
     apconfig_unlink_locked(node);

@@ -1,4 +1,5 @@
 #include "ac_mib/apconfig_intake.h"
+#include "ac_mib/sql_flash_queue.h"
 
 #include "apconfig_reports.h"
 #include "common/ac_alloc.h"
@@ -229,6 +230,17 @@ TEST_F(ApconfigIntake, a_report_older_than_the_table_returns_3_and_the_record_st
         EXPECT_EQ(length_of(&old->list_wl), 12U);
         apconfig_mib_node_del(mac.data(), 0);
     }
+}
+
+// As a power cut between the two writes of an AP leaves it.
+TEST_F(ApconfigIntake, a_record_without_ssids_takes_any_report_and_is_never_handed_out)
+{
+    APCONFIG* old = make_record(mac, DUAL, 0, "2");
+    set_text(old->p_alarm_name, "kept");
+    free_list_node(old);
+    EXPECT_EQ(add_v2(DUAL, report_v2_dual("1")), 0);
+    EXPECT_EQ(length_of(&record()->list_wl), 12U);
+    EXPECT_EQ(text_of(record()->p_alarm_name), "kept");
 }
 
 TEST_F(ApconfigIntake, a_report_of_the_stored_version_rebuilds_the_record)
