@@ -10,6 +10,7 @@
 
 #include "ac_wtp_protocol/acwtp_thread.h"
 #include "cgi_socket_handle/ac_msg_block.h"
+#include "common/ac_alloc.h"
 #include "common/ac_err.h"
 #include "platform/ac_clock.h"
 
@@ -103,6 +104,7 @@ private:
 std::int64_t acmsg_sendto_cgi(int sock, const AC_MSG_PKT* msg, std::size_t totalLen)
 {
     const signals_held held;
+    const ac_reader_pause pause; // a client that doesn't read its reply is waited for without an end
     const std::span<const UINT8> whole(reinterpret_cast<const UINT8*>(msg), totalLen);
     std::size_t written = 0;
     while (written < totalLen) {

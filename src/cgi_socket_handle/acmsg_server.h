@@ -45,5 +45,6 @@ std::int64_t acmsg_recvfrom_cgi(int sock, AC_MSG_PKT** info);
 void acmsg_discard_body(int sock, const AC_MSG_PKT* msg);
 
 // Writes `totalLen` bytes from `msg`: that count, or -1. A write that was cut short is resumed at the header's size
-// times the bytes written; that lies outside the message, so the exchange is given up there.
+// times the bytes written; that lies outside the message, so the exchange is given up there. No pointer of a finder is
+// to be used over it: it may wait for as long as the client likes, and holds no retired record back meanwhile.
 std::int64_t acmsg_sendto_cgi(int sock, const AC_MSG_PKT* msg, std::size_t totalLen);

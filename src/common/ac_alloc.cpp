@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 #include <cstdlib>
+#include <utility>
 
 #include "common/ac_lock.h"
 
@@ -176,4 +177,16 @@ ac_reader::~ac_reader()
 {
     reader_slot& slot = own_slot();
     if (--slot.depth == 0) slot.epoch.store(0);
+}
+
+ac_reader_pause::ac_reader_pause() : depth_(std::exchange(own_slot().depth, 0))
+{
+    own_slot().epoch.store(0);
+}
+
+ac_reader_pause::~ac_reader_pause()
+{
+    reader_slot& slot = own_slot();
+    slot.depth = depth_;
+    if (depth_ > 0) slot.epoch.store(g_epoch.load());
 }

@@ -42,3 +42,16 @@ public:
     ac_reader(const ac_reader&) = delete;
     ac_reader& operator=(const ac_reader&) = delete;
 };
+
+// Around a wait for somebody outside that may never end: while one lives, this thread's section holds nothing back.
+// Pointers from before it are not to be used after it. Outside a section it does nothing.
+class [[nodiscard]] ac_reader_pause {
+public:
+    ac_reader_pause();
+    ~ac_reader_pause();
+    ac_reader_pause(const ac_reader_pause&) = delete;
+    ac_reader_pause& operator=(const ac_reader_pause&) = delete;
+
+private:
+    int depth_; // sections that are open around it
+};

@@ -135,6 +135,38 @@ TEST_F(AcAlloc, a_section_holds_what_is_retired_in_it_and_not_what_went_before)
     EXPECT_EQ(*kept, 2);
 }
 
+TEST_F(AcAlloc, a_section_that_pauses_holds_nothing_until_it_goes_on)
+{
+    const ac_reader outer;
+    const ac_reader inner;
+    ac_retire(record(1));
+    EXPECT_EQ(ac_retired_sweep(), 1U);
+    {
+        const ac_reader_pause pause;
+        EXPECT_EQ(ac_retired_sweep(), 0U);
+        {
+            const ac_reader section;
+            ac_retire(record(2));
+            EXPECT_EQ(ac_retired_sweep(), 1U) << "a section of its own";
+        }
+        EXPECT_EQ(ac_retired_sweep(), 0U);
+    }
+    int* kept = record(3);
+    ac_retire(kept);
+    EXPECT_EQ(ac_retired_sweep(), 1U);
+    EXPECT_EQ(*kept, 3);
+    // TearDown sees it freed once both sections have ended.
+}
+
+TEST_F(AcAlloc, a_pause_without_a_section_changes_nothing)
+{
+    {
+        const ac_reader_pause pause;
+    }
+    ac_retire(record(1));
+    EXPECT_EQ(ac_retired_sweep(), 0U);
+}
+
 TEST_F(AcAlloc, another_thread_s_section_holds_the_record)
 {
     std::binary_semaphore opened(0), close(0);

@@ -313,6 +313,24 @@ TEST_F(AcmsgServer, signals_wait_while_a_reply_is_written)
     EXPECT_EQ(child.status, 0) << child.out;
 }
 
+TEST_F(AcmsgServer, a_client_that_does_not_read_its_reply_holds_no_deleted_record_back)
+{
+    ASSERT_EQ(ac_retired_sweep(), 0U);
+    Connection connection;
+    const Bytes large(4 * 1024 * 1024, 7);
+    std::thread control([&] {
+        const ac_reader section; // as around every request
+        EXPECT_EQ(acmsg_sendto_cgi(connection.fd(), reinterpret_cast<const AC_MSG_PKT*>(large.data()), large.size()),
+                  static_cast<std::int64_t>(large.size()));
+    });
+    Bytes got(large.size());
+    EXPECT_EQ(recv(connection.client(), got.data(), 1, 0), 1); // it is writing now, and can't end
+    ac_retire(ac_record_alloc(8));
+    EXPECT_EQ(ac_retired_sweep(), 0U);
+    EXPECT_EQ(recv(connection.client(), got.data(), got.size() - 1, MSG_WAITALL), static_cast<ssize_t>(got.size() - 1));
+    control.join();
+}
+
 TEST_F(AcmsgServer, an_unread_body_is_taken_off_the_socket_and_no_more)
 {
     Connection connection;
