@@ -14,10 +14,11 @@ static constexpr UINT16 TYPE_MASK = 0xFF; // of ac_msg_type; the rest is the sub
 
 // --- replies ---------------------------------------------------------------------------------------------------------
 
-static AC_RET send_whole(int fd, const AC_MSG_PKT* msg, std::size_t length)
+static AC_RET send_whole(int fd, const AC_MSG_PKT* msg, std::size_t length, const char* function = __builtin_FUNCTION(),
+                         int line = __builtin_LINE())
 {
     if (acmsg_sendto_cgi(fd, msg, length) == static_cast<ssize_t>(length)) return AC_RET_OK;
-    AC_ERR("send response error\n");
+    printf("Error->%s(%d)--send response error\n", function, line);
     return AC_RET_ERROR;
 }
 
@@ -114,15 +115,16 @@ int acmsg_run_row(int fd, const ACMSG_ROW& row, const AC_MSG_PKT* msg)
     return result;
 }
 
-static int dispatch(int fd, const AC_MSG_PKT* msg)
+static const ACMSG_ROW* row_that_is_built(const AC_MSG_PKT* msg)
+{
+    const ACMSG_ROW* row = acmsg_row_find(static_cast<UINT8>(msg->ac_msg_type & TYPE_MASK));
+    return row != nullptr && row->handler != nullptr ? row : nullptr;
+}
+
+static int dispatch(int fd, const ACMSG_ROW& row, const AC_MSG_PKT* msg)
 {
     const ac_reader section; // handlers hold records that finders gave them
-    const ACMSG_ROW* row = acmsg_row_find(static_cast<UINT8>(msg->ac_msg_type & TYPE_MASK));
-    if (row == nullptr || row->handler == nullptr) {
-        AC_ERR("msg error\n");
-        return AC_RET_ERROR;
-    }
-    return acmsg_run_row(fd, *row, msg);
+    return acmsg_run_row(fd, row, msg);
 }
 
 int acmsg_handle_socket(int fd)
@@ -132,7 +134,12 @@ int acmsg_handle_socket(int fd)
         AC_ERR("recived error\n");
         return -1;
     }
-    const int result = dispatch(fd, msg);
+    int result = AC_RET_ERROR;
+    const ACMSG_ROW* row = row_that_is_built(msg);
+    if (row != nullptr)
+        result = dispatch(fd, *row, msg);
+    else
+        AC_ERR("msg error\n");
     acmsg_discard_body(fd, msg);
     ac_msg_free(msg);
     return result;

@@ -54,9 +54,7 @@ bool policy_find(AC_RET (*by_name)(Record* policy, std::span<const UINT8> name),
 {
     policy = {};
     const std::span<const UINT8> wanted(name.field);
-    if (by_name(&policy, wanted) == AC_RET_OK && policy.name[0] != 0) return true;
-    AC_ERR(".\n");
-    return false;
+    return by_name(&policy, wanted) == AC_RET_OK && policy.name[0] != 0;
 }
 
 // The two policies that the body chooses. false for a failed lookup.
@@ -115,10 +113,6 @@ void change_apply(const wtp_targets& aps, const advance_change& change)
 
 int change_carry_out(const wtp_targets& aps, const advance_change& change)
 {
-    if (change.parts == 0) {
-        AC_ERR("data error\n");
-        return AC_RET_ERROR;
-    }
     const AC_RET queued = change_send(aps, change); // printed there; the table leads all the same
     change_apply(aps, change);
     return queued;
@@ -158,7 +152,13 @@ int set_wtp_advance_config(const AC_MSG_PKT* rev)
     }
     change.with_names = true;
     (void)set_wtp_password_config(rev); // printed there; the other policies are bound all the same
-    const int result = change_look_up(change) ? change_carry_out(aps, change) : AC_RET_ERROR;
+    int result = AC_RET_ERROR;
+    if (!change_look_up(change))
+        AC_ERR(".\n");
+    else if (change.parts == 0)
+        AC_ERR("data error\n");
+    else
+        result = change_carry_out(aps, change);
     (void)set_wl_deploy_config(rev); // printed there
     return result;
 }
@@ -170,7 +170,10 @@ int set_wtp_password_config(const AC_MSG_PKT* rev)
     if (!binding_take(rev, PASSWORD_NAME_AT, aps, name)) return AC_RET_ERROR;
     if (!wtp_name_chosen(name)) return AC_RET_OK;
     CONFIG_PASSWORD_POLICY policy;
-    if (!policy_find(sqlite_get_password_policy_by_name, name, policy)) return AC_RET_ERROR;
+    if (!policy_find(sqlite_get_password_policy_by_name, name, policy)) {
+        AC_ERR(".\n");
+        return AC_RET_ERROR;
+    }
     UINT8 payload[AC_NAME_LEN + AC_NAME_LEN + 1];
     wire_writer out{payload};
     wire_put_bytes(out, policy.username, AC_NAME_LEN);
@@ -188,7 +191,10 @@ int set_wtp_qvlan_config(const AC_MSG_PKT* rev)
     if (!binding_take(rev, QVLAN_NAME_AT, aps, name)) return AC_RET_ERROR;
     if (!wtp_name_chosen(name)) return AC_RET_OK;
     CONFIG_QVLAN_POLICY policy;
-    if (!policy_find(sqlite_get_qvlan_policy_by_name, name, policy)) return AC_RET_ERROR;
+    if (!policy_find(sqlite_get_qvlan_policy_by_name, name, policy)) {
+        AC_ERR(".\n");
+        return AC_RET_ERROR;
+    }
     UINT8 payload[QVLAN_PAYLOAD] = {};
     wire_writer out{payload};
     wire_put_bytes(out, wtp_bytes(policy).subspan(offsetof(CONFIG_QVLAN_POLICY, vlan_en)).data(), QVLAN_DATA);
@@ -204,7 +210,10 @@ int set_wl_deploy_config(const AC_MSG_PKT* rev)
     if (!binding_take(rev, DEPLOY_NAME_AT, aps, name)) return AC_RET_ERROR;
     if (!wtp_name_chosen(name)) return AC_RET_OK;
     CONFIG_WL_DEPLOY_POLICY policy;
-    if (!policy_find(sqlite_get_wl_deploy_policy_by_name, name, policy)) return AC_RET_ERROR;
+    if (!policy_find(sqlite_get_wl_deploy_policy_by_name, name, policy)) {
+        AC_ERR(".\n");
+        return AC_RET_ERROR;
+    }
     const UINT8 payload[] = {policy.penetration, policy.deploy, policy.drivpwr};
     const AC_RET queued = wtp_item_queue(SET_WL_DEPLOY_POLICY_NAME, aps, payload);
     wtp_update_each(aps, SET_WL_DEPLOY_POLICY_NAME, name.field);

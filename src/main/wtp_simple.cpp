@@ -1,6 +1,6 @@
 #include "main/wtp_simple.h"
 
-#include <algorithm>
+#include <cstdio>
 #include <cstring>
 
 #include "ac_mib/apconfig.h"
@@ -23,32 +23,38 @@ name_state name_look(const UINT8* mac, const CONFIG_APNAME& name)
     return memcmp(&node->info_basic.apname, &name, sizeof name) == 0 ? NAME_PRESENT : NAME_NEW;
 }
 
+// A line that says no more than which request failed, and where.
+void failed_at(const char* function, int line)
+{
+    printf("Error->%s(%d)--", function, line);
+}
+
 // A setting of `size` bytes behind one MAC, passed on to the AP and the table as it is.
-int simple_set(const AC_MSG_PKT* rev, std::size_t size)
+int simple_set(const AC_MSG_PKT* rev, std::size_t size, const char* function = __builtin_FUNCTION(),
+               int line = __builtin_LINE())
 {
     wtp_targets ap;
     if (rev == nullptr || rev->ap_num != 1 || !wtp_target_take(rev, ap) || ap.rest.size() < size) {
-        AC_ERR("");
+        failed_at(function, line);
         return AC_RET_ERROR;
     }
     if (apconfig_find(ap.macs.data()) == nullptr) return AC_RET_ERROR;
     const std::span<const UINT8> setting = ap.rest.first(size);
     const AC_RET queued = wtp_item_queue(rev->ac_msg_type, ap, setting);
     if (queued != AC_RET_OK) {
-        AC_ERR("");
+        failed_at(function, line);
         return queued;
     }
     return apconfig_mib_update(rev->ac_msg_type, ap.macs.data(), setting);
 }
 
-void ap_delete(const UINT8* mac)
+// false for an unknown AP.
+bool ap_delete(const UINT8* mac)
 {
-    if (apconfig_find(mac) == nullptr) {
-        AC_ERR("mac is not exited\n");
-        return;
-    }
+    if (apconfig_find(mac) == nullptr) return false;
     delete_wtp_listinfo(mac);
     (void)apconfig_mib_node_del(mac, 1); // gone meanwhile: printed there
+    return true;
 }
 
 } // namespace
@@ -83,6 +89,6 @@ int set_ap_delete(const AC_MSG_PKT* rev)
     if (!wtp_targets_take(rev, aps)) return AC_RET_ERROR;
     wire_reader macs{aps.macs};
     for (UINT16 i = 0; i < aps.ap_num; i++)
-        ap_delete(wire_take_bytes(macs, AC_MAC_LEN).data());
+        if (!ap_delete(wire_take_bytes(macs, AC_MAC_LEN).data())) AC_ERR("mac is not exited\n");
     return AC_RET_OK;
 }

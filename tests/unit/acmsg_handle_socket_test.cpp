@@ -58,6 +58,12 @@ TEST_F(AcmsgHandleSocket, a_response_that_nobody_takes_gives_255_after_a_line)
     EXPECT_EQ(printed([&] { EXPECT_EQ(send_response_to_cgi(connection.fd(), 7), AC_RET_ERROR); }), NOT_SENT);
 }
 
+TEST_F(AcmsgHandleSocket, what_nobody_takes_is_told_under_the_name_of_the_reply)
+{
+    EXPECT_EQ(output_of([] { (void)send_response_to_cgi(-1, 7); }).compare(0, 28, "Error->send_response_to_cgi("), 0);
+    EXPECT_EQ(output_of([] { (void)send_msg_to_cgi(-1, 24, "abc", 3); }).compare(0, 23, "Error->send_msg_to_cgi("), 0);
+}
+
 TEST_F(AcmsgHandleSocket, a_data_reply_carries_its_type_with_no_1_and_its_body)
 {
     Connection connection;

@@ -385,6 +385,23 @@ TEST_F(WtpAdvance, password_and_deployment_names_must_be_whole)
     EXPECT_EQ(take_items().size(), 1u);
 }
 
+TEST_F(WtpAdvance, a_lookup_that_fails_is_told_under_the_name_of_its_binding)
+{
+    ap();
+    const Bytes body = behind(macs({1}), names("", "", "gone", "gone"));
+    const WtpRequest request = wtp_request(SET_AP_CONFIG_ADVANCE_REQ, 1, body);
+    const auto starts_with = [](const std::string& out, const std::string& start) {
+        EXPECT_EQ(out.compare(0, start.size(), start), 0) << out;
+    };
+    starts_with(output_of([&] { set_wtp_password_config(request.get()); }), "Error->set_wtp_password_config(");
+    starts_with(output_of([&] { set_wl_deploy_config(request.get()); }), "Error->set_wl_deploy_config(");
+    starts_with(output_of([&] { qvlan(behind(macs({1}), name32("gone"))); }), "Error->set_wtp_qvlan_config(");
+    starts_with(output_of([&] { advance(behind(macs({1}), names("", "gone", "", ""))); }),
+                "Error->set_wtp_advance_config(");
+    starts_with(output_of([&] { advance(behind(macs({1}), names("", "", "", ""))); }),
+                "Error->set_wtp_advance_config(");
+}
+
 // --- deployment and VLAN ---------------------------------------------------------------------------------------------
 
 TEST_F(WtpAdvance, a_deployment_policy_sends_3_bytes_and_binds_its_name)
@@ -501,4 +518,22 @@ TEST_F(WtpAdvance, the_result_of_a_deletion_is_that_of_the_last_table)
     run(policy_db, "drop table wl_deploy_policy");
     lines_of([&] { written_by([&](int fd) { result = del_advance_policy(fd, request.get()); }); });
     EXPECT_EQ(result, 255);
+}
+
+TEST_F(WtpAdvance, with_the_database_files_closed_statements_fail_as_misuse_and_requests_are_still_answered)
+{
+    APCONFIG* node = ap();
+    lines_of([&] { EXPECT_EQ(exchange(SET_AC_SQL_CLOSED_REQ, 0, {}), Bytes()); });
+    Bytes reply;
+    std::string lines = lines_of([&] { reply = exchange(SET_ADVANCE_POLICY_REQ, 1, name32("night")); });
+    EXPECT_EQ(reply, response_to(4));
+    std::string expected;
+    for (int table = 0; table < 4; table++)
+        expected += "E|delete error,ret=21,errmsg=bad parameter or other API misuse\n";
+    EXPECT_EQ(lines, expected);
+    lines = lines_of(
+        [&] { reply = exchange(SET_AP_CONFIG_ADVANCE_REQ, 1, behind(macs({1}), names("night", "", "", ""))); });
+    EXPECT_EQ(reply, response_to(4));
+    EXPECT_EQ(lines, "E|select error,ret=21,errmsg=bad parameter or other API misuse\nE|.\n");
+    EXPECT_EQ(text_of(node->p_reboot_name), "old reboot");
 }

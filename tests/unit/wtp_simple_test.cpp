@@ -184,6 +184,21 @@ TEST_F(WtpSimple, limit_and_channel_are_for_exactly_one_ap_and_need_all_their_by
     EXPECT_EQ(channel(channel_body), 0);
 }
 
+TEST_F(WtpSimple, lines_that_say_nothing_else_name_the_request_that_failed)
+{
+    ap();
+    const auto starts_with = [](const std::string& out, const std::string& start) {
+        EXPECT_EQ(out.compare(0, start.size(), start), 0) << out;
+    };
+    starts_with(output_of([&] { limit({}); }), "Error->set_wtp_limit(");
+    starts_with(output_of([&] { channel({}); }), "Error->set_wtp_channel(");
+    starts_with(output_of([&] { remove(macs({9}), 1); }), "Error->set_ap_delete(");
+    const WtpRequest request = wtp_request(SET_AP_CHANNEL, 1, {0x02, 0, 0, 0, 0, 1, 1, 2, 149});
+    ac_alloc_fail_after(1); // the message is there, the queue's copy isn't
+    const std::string out = output_of([&] { set_wtp_channel(request.get()); });
+    EXPECT_NE(out.find("Insert list failed.Error->set_wtp_channel("), std::string::npos) << out;
+}
+
 TEST_F(WtpSimple, limit_and_channel_for_an_unknown_ap_are_refused_silently)
 {
     EXPECT_EQ(lines_of([&] { EXPECT_EQ(limit({0x02, 0, 0, 0, 0, 1, 9, 17}), 255); }), "");
