@@ -6,6 +6,7 @@
 #include "cgi_socket_handle/ac_msg_block.h"
 #include "cgi_socket_handle/acmsg_server.h"
 #include "common/ac_atomic.h"
+#include "common/ac_err.h"
 #include "common/config_ap_type.h"
 
 namespace {
@@ -37,6 +38,7 @@ int acmsg_get_all_ap_config(int fd)
     reply->ap_num = static_cast<UINT16>(count);
     reply->ac_msg_type = GET_AP_CONFIG_REQ;
     const auto sent = static_cast<int>(acmsg_sendto_cgi(fd, reply, sizeof *reply + length));
+    if (sent == -1) AC_ERR("send response error\n");
     ac_msg_free(reply);
     return sent;
 }
