@@ -47,7 +47,7 @@ inline AC_RET select_failed(int ret, const sql_message& message, const char* fun
 template <typename Record> bool width_good(const policy_kind<Record>& kind, const sql_row& row)
 {
     if (kind.columns == 0 || kind.columns == row.columns()) return true;
-    AC_ERR("n_column:%d,%d\n", row.columns(), kind.columns);
+    AC_ERR("n_column:%d,%d", row.columns(), kind.columns);
     return false;
 }
 

@@ -247,10 +247,10 @@ TEST_F(SqlitePolicy, a_table_of_another_width_is_refused_with_the_list_left_empt
         const char* table;
         AC_RET (*obtain)(UINT8**, int*);
         const char* line;
-    } kinds[] = {{"reboot_policy", sqlite_reboot_policy_obtain, "E|n_column:2,6\n"},
-                 {"alarm_policy", sqlite_alarm_policy_obtain, "E|n_column:2,13\n"},
-                 {"qvlan_policy", sqlite_qvlan_policy_obtain, "E|n_column:2,9\n"},
-                 {"wl_deploy_policy", sqlite_wl_deploy_policy_obtain, "E|n_column:2,5\n"}};
+    } kinds[] = {{"reboot_policy", sqlite_reboot_policy_obtain, "E|n_column:2,6"},
+                 {"alarm_policy", sqlite_alarm_policy_obtain, "E|n_column:2,13"},
+                 {"qvlan_policy", sqlite_qvlan_policy_obtain, "E|n_column:2,9"},
+                 {"wl_deploy_policy", sqlite_wl_deploy_policy_obtain, "E|n_column:2,5"}};
     for (const auto& kind : kinds) {
         run(policy_db, std::string("drop table ") + kind.table);
         run(policy_db, std::string("create table ") + kind.table + "(a,b)");
@@ -388,7 +388,7 @@ TEST_F(SqlitePolicy, a_row_of_another_width_by_name_is_refused)
     CONFIG_WL_DEPLOY_POLICY policy = {};
     const Bytes name = name32("hall");
     EXPECT_EQ(lines_of([&] { EXPECT_EQ(sqlite_get_wl_deploy_policy_by_name(&policy, name), AC_RET_ERROR); }),
-              "E|n_column:2,5\nE|select error,ret=4,errmsg=query aborted\n");
+              "E|n_column:2,5E|select error,ret=4,errmsg=query aborted\n");
     EXPECT_EQ(raw(policy), Bytes(37));
 }
 
