@@ -126,18 +126,55 @@ int g_qvlan_policy_list_num;
 int g_wl_deploy_policy_list_num;
 
 policy_kind<CONFIG_REBOOT_POLICY> g_reboot_kind = {
-    REBOOT_POLICY_TABLE, 6, fill_reboot, reboot_policy_node_alloc, &g_policy_list_head, &g_policy_list_num};
+    .table = REBOOT_POLICY_TABLE,
+    .obtain_callback = "sqlite_obtain_reboot_policy_callback",
+    .get_callback = "sqlite_get_reboot_policy_callback",
+    .columns = 6,
+    .fill = fill_reboot,
+    .alloc = reboot_policy_node_alloc,
+    .head = &g_policy_list_head,
+    .num = &g_policy_list_num,
+};
 policy_kind<CONFIG_ALARM_POLICY> g_alarm_kind = {
-    ALARM_POLICY_TABLE, 13, fill_alarm, alarm_policy_node_alloc, &g_alarm_list_head, &g_alarm_policy_list_num};
-policy_kind<CONFIG_PASSWORD_POLICY> g_password_kind = {PASSWORD_POLICY_TABLE, 0,
-                                                       fill_password,         policy_node_make<CONFIG_PASSWORD_POLICY>,
-                                                       &g_password_list_head, &g_password_policy_list_num};
-policy_kind<CONFIG_QVLAN_POLICY> g_qvlan_kind = {QVLAN_POLICY_TABLE, 9,
-                                                 fill_qvlan,         policy_node_make<CONFIG_QVLAN_POLICY>,
-                                                 &g_qvlan_list_head, &g_qvlan_policy_list_num};
-policy_kind<CONFIG_WL_DEPLOY_POLICY> g_wl_deploy_kind = {WL_DEPLOY_POLICY_TABLE, 5,
-                                                         fill_wl_deploy,         wl_deploy_policy_node_alloc,
-                                                         &g_wl_deploy_list_head, &g_wl_deploy_policy_list_num};
+    .table = ALARM_POLICY_TABLE,
+    .obtain_callback = "sqlite_obtain_alarm_policy_callback",
+    .get_callback = "sqlite_get_alarm_policy_callback",
+    .columns = 13,
+    .fill = fill_alarm,
+    .alloc = alarm_policy_node_alloc,
+    .head = &g_alarm_list_head,
+    .num = &g_alarm_policy_list_num,
+};
+policy_kind<CONFIG_PASSWORD_POLICY> g_password_kind = {
+    .table = PASSWORD_POLICY_TABLE,
+    .obtain_callback = "sqlite_obtain_password_policy_callback",
+    .get_callback = "sqlite_get_password_policy_callback",
+    .columns = 0,
+    .fill = fill_password,
+    .alloc = policy_node_make<CONFIG_PASSWORD_POLICY>,
+    .head = &g_password_list_head,
+    .num = &g_password_policy_list_num,
+};
+policy_kind<CONFIG_QVLAN_POLICY> g_qvlan_kind = {
+    .table = QVLAN_POLICY_TABLE,
+    .obtain_callback = "sqlite_obtain_qvlan_policy_callback",
+    .get_callback = "sqlite_get_qvlan_policy_callback",
+    .columns = 9,
+    .fill = fill_qvlan,
+    .alloc = policy_node_make<CONFIG_QVLAN_POLICY>,
+    .head = &g_qvlan_list_head,
+    .num = &g_qvlan_policy_list_num,
+};
+policy_kind<CONFIG_WL_DEPLOY_POLICY> g_wl_deploy_kind = {
+    .table = WL_DEPLOY_POLICY_TABLE,
+    .obtain_callback = "sqlite_obtain_wl_deploy_policy_callback",
+    .get_callback = "sqlite_get_wl_deploy_policy_callback",
+    .columns = 5,
+    .fill = fill_wl_deploy,
+    .alloc = wl_deploy_policy_node_alloc,
+    .head = &g_wl_deploy_list_head,
+    .num = &g_wl_deploy_policy_list_num,
+};
 
 // The record itself goes out, `enable` being the number of APs whose row names the policy in `column`.
 template <typename Record> void hand_out(const Record& policy, Record& web, const char* column)

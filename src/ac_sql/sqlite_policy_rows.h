@@ -11,7 +11,6 @@
 
 #include "ac_sql/sqlite_db.h"
 #include "common/ac_alloc.h"
-#include "common/ac_err.h"
 #include "common/ac_list.h"
 
 template <typename Record> struct policy_node {
@@ -21,6 +20,8 @@ template <typename Record> struct policy_node {
 
 template <typename Record> struct policy_kind {
     const char* table;
+    const char* obtain_callback;                      // the names that lines about a row bear: in a reading of all,
+    const char* get_callback;                         // and by name
     int columns;                                      // of a row; 0: not looked at
     void (*fill)(const sql_row& row, Record& policy); // from a row into a zeroed record
     policy_node<Record>* (*alloc)();                  // null without memory
@@ -44,22 +45,25 @@ inline AC_RET select_failed(int ret, const sql_message& message, const char* fun
     return AC_RET_ERROR;
 }
 
-template <typename Record> bool width_good(const policy_kind<Record>& kind, const sql_row& row)
+template <typename Record> bool width_good(const policy_kind<Record>& kind, const sql_row& row, const char* callback)
 {
     if (kind.columns == 0 || kind.columns == row.columns()) return true;
-    AC_ERR("n_column:%d,%d", row.columns(), kind.columns);
+    printf("Error->%s(%d)--n_column:%d,%d", callback, __LINE__, row.columns(), kind.columns);
     return false;
+}
+
+inline int null_pointer(const char* callback, int line)
+{
+    printf("Error->%s(%d)--NULL Pointer\n", callback, line);
+    return AC_RET_ERROR;
 }
 
 template <typename Record> int obtain_row(void* arg, const sql_row& row)
 {
     const auto& kind = *static_cast<const policy_kind<Record>*>(arg);
-    if (!width_good(kind, row)) return -1;
+    if (!width_good(kind, row, kind.obtain_callback)) return -1;
     policy_node<Record>* node = kind.alloc();
-    if (node == nullptr) {
-        AC_ERR("NULL Pointer\n");
-        return AC_RET_ERROR;
-    }
+    if (node == nullptr) return null_pointer(kind.obtain_callback, __LINE__);
     node->policy = Record{};
     kind.fill(row, node->policy);
     list_add(&node->list, kind.head);
@@ -92,11 +96,8 @@ template <typename Record> struct name_search {
 template <typename Record> int name_row(void* arg, const sql_row& row)
 {
     const auto& search = *static_cast<const name_search<Record>*>(arg);
-    if (search.found == nullptr) {
-        AC_ERR("NULL Pointer\n");
-        return AC_RET_ERROR;
-    }
-    if (!width_good(search.kind, row)) return -1;
+    if (search.found == nullptr) return null_pointer(search.kind.get_callback, __LINE__);
+    if (!width_good(search.kind, row, search.kind.get_callback)) return -1;
     *search.found = Record{};
     search.kind.fill(row, *search.found);
     return AC_RET_OK;

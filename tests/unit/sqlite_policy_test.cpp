@@ -264,6 +264,21 @@ TEST_F(SqlitePolicy, a_table_of_another_width_is_refused_with_the_list_left_empt
     }
 }
 
+TEST_F(SqlitePolicy, what_is_wrong_with_a_row_is_told_under_the_name_of_its_callback)
+{
+    run(policy_db, "drop table wl_deploy_policy");
+    run(policy_db, "create table wl_deploy_policy(enable,name)");
+    insert("wl_deploy_policy", "1,'hall'");
+    insert("reboot_policy", "1,1,'night',1,2,90");
+    UINT8* buf = nullptr;
+    int len = 0;
+    std::string out = output_of([&] { (void)sqlite_wl_deploy_policy_obtain(&buf, &len); });
+    EXPECT_EQ(out.find("Error->sqlite_obtain_wl_deploy_policy_callback("), 0U) << out;
+    const Bytes name = name32("night");
+    out = output_of([&] { (void)sqlite_reboot_policy_obtain_by_name(nullptr, name); });
+    EXPECT_EQ(out.find("Error->sqlite_get_reboot_policy_callback("), 0U) << out;
+}
+
 TEST_F(SqlitePolicy, the_width_of_a_password_row_is_not_looked_at)
 {
     run(policy_db, "drop table password_policy");
