@@ -122,15 +122,17 @@ AC_RET policy_list_read(policy_kind<Record>& kind, const char* function = __buil
 
 // Empties the kind's list into an array of web records, newest row first: `make(policy, web)` forms each one in zeroed
 // memory. *buf is from ac_malloc and the caller's to free, *len its bytes; both stay as they are without rows. 0; 255
-// with *len 0 without memory.
+// after a line with *len 0 without memory.
 template <typename Web, typename Record, typename Make>
-AC_RET policy_list_hand_out(policy_kind<Record>& kind, UINT8** buf, int* len, Make make)
+AC_RET policy_list_hand_out(policy_kind<Record>& kind, UINT8** buf, int* len, Make make,
+                            const char* function = __builtin_FUNCTION(), int line = __builtin_LINE())
 {
     if (list_empty(kind.head)) return AC_RET_OK;
     const auto count = static_cast<std::size_t>(*kind.num);
     auto* web = static_cast<Web*>(ac_calloc(count * sizeof(Web)));
     if (web == nullptr) {
         perror("malloc");
+        printf("Error->%s(%d)--malloc failed\n", function, line);
         policy_rows::drop_all(kind);
         *len = 0;
         return AC_RET_ERROR;

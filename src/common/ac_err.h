@@ -7,3 +7,6 @@
 #include <cstdio>
 
 #define AC_ERR(fmt, ...) printf("Error->%s(%d)--" fmt, __func__, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
+
+// A failed allocation: its reason on standard error, then the line.
+#define AC_ERR_MALLOC() (perror("malloc"), AC_ERR("malloc failed\n"))

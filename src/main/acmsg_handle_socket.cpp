@@ -33,8 +33,7 @@ AC_RET send_msg_to_cgi(int fd, UINT16 type, const void* msg, std::size_t len)
 {
     AC_MSG_PKT* reply = ac_msg_alloc(len);
     if (reply == nullptr) {
-        perror("malloc");
-        AC_ERR("malloc failed\n");
+        AC_ERR_MALLOC();
         return AC_RET_NULL_POINTER;
     }
     reply->msg_data_len = static_cast<int>(len);
@@ -63,25 +62,34 @@ static bool item_take_data(ACWTP_MSG_TABLE* item, std::span<const UINT8> data)
     return true;
 }
 
+// The item of a request, freed by acwtp_msg_free; null without memory.
+static ACWTP_MSG_TABLE* item_of(const AC_MSG_PKT* rev, std::span<const UINT8> data)
+{
+    auto* item = static_cast<ACWTP_MSG_TABLE*>(ac_calloc(sizeof(ACWTP_MSG_TABLE)));
+    if (item == nullptr) return nullptr;
+    INIT_LIST_HEAD(&item->list);
+    item->type = item_type(rev->ac_msg_type);
+    item->ap_num = rev->ap_num;
+    item->num_flag = rev->ap_flag;
+    if (item_take_data(item, data)) return item;
+    acwtp_msg_free(item);
+    return nullptr;
+}
+
 AC_RET acwtp_msg_assem(int type, const AC_MSG_PKT* rev)
 {
     if (rev == nullptr) return AC_RET_ERROR;
     const std::span<const UINT8> data = ac_msg_data(rev);
     // A length below 0 is no size for a buffer, and data that had no memory when it arrived has none now.
-    if (rev->msg_data_len < 0 || data.size() != static_cast<std::size_t>(rev->msg_data_len)) return AC_RET_NULL_POINTER;
-    auto* item = static_cast<ACWTP_MSG_TABLE*>(ac_calloc(sizeof(ACWTP_MSG_TABLE)));
-    if (item == nullptr) return AC_RET_NULL_POINTER;
-    INIT_LIST_HEAD(&item->list);
-    AC_RET result = AC_RET_NULL_POINTER;
-    if (item_take_data(item, data)) {
-        item->type = item_type(rev->ac_msg_type);
-        item->flags = static_cast<UINT16>(type);
-        item->ap_num = rev->ap_num;
-        item->num_flag = rev->ap_flag;
-        result = acmsg_to_acprotocol(item, MSG_ADD_TAIL);
+    const bool came = rev->msg_data_len >= 0 && data.size() == static_cast<std::size_t>(rev->msg_data_len);
+    ACWTP_MSG_TABLE* item = came ? item_of(rev, data) : nullptr;
+    if (item == nullptr) {
+        AC_ERR_MALLOC();
+        return AC_RET_NULL_POINTER;
     }
-    ac_free(item->msg);
-    ac_free(item);
+    item->flags = static_cast<UINT16>(type);
+    const AC_RET result = acmsg_to_acprotocol(item, MSG_ADD_TAIL);
+    acwtp_msg_free(item);
     return result;
 }
 

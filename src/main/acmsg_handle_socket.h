@@ -25,8 +25,8 @@ AC_RET send_msg_to_cgi(int fd, UINT16 type, const void* msg, std::size_t len);
 // response fails; else what acwtp_msg_assem gives.
 AC_RET do_cgi_data(int fd, const AC_MSG_PKT* rev);
 
-// Queues a request as a work item; `type` is the item's msg_flag. What the queue gives; 255 for null; 1001 without
-// memory, or for a message that came without the data it announces.
+// Queues a request as a work item; `type` is the item's msg_flag. What the queue gives; 255 for null; 1001 after
+// two lines without memory, or for a message that came without the data it announces.
 AC_RET acwtp_msg_assem(int type, const AC_MSG_PKT* rev);
 
 // Answers, and changes nothing. 0; 255 after a line for a request that names no client.

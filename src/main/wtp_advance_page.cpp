@@ -88,7 +88,7 @@ int get_wtp_advance_config(int fd)
     const std::size_t size = ac_load(g_acwtp_joined_ap_num) * sizeof(ACWTP_ADVANCE_CONFIG) + PAGE_SPARE;
     auto* buf = static_cast<UINT8*>(ac_calloc(size));
     if (buf == nullptr) {
-        perror("malloc");
+        AC_ERR_MALLOC();
         (void)send_msg_to_cgi(fd, GET_AP_CONFIG_ADVANCE_REQ, nullptr, 0); // printed there
         return AC_RET_OK;
     }

@@ -28,7 +28,7 @@ int acmsg_get_all_ap_config(int fd)
     const std::size_t rows = ac_load(g_acwtp_joined_ap_num) + ROWS_SPARE;
     AC_MSG_PKT* reply = ac_msg_alloc(rows * sizeof(AC_WTP_WTP_TABLE));
     if (reply == nullptr) {
-        perror("malloc");
+        AC_ERR_MALLOC();
         return -1;
     }
     int count = 0;

@@ -4,5 +4,5 @@
 #pragma once
 
 // GET_AP_ALL_REQ: a header of type 24 with the row count in ap_num, then an AC_WTP_WTP_TABLE per AP. The bytes written;
-// -1 without memory, with no answer, or after a line where the client did not take it.
+// -1 after a line without memory, with no answer, and where the client did not take it.
 int acmsg_get_all_ap_config(int fd);

@@ -63,8 +63,7 @@ AC_RET wtp_item_queue(UINT16 type, const wtp_targets& targets, std::span<const U
     const std::size_t length = targets.macs.size() + payload.size();
     auto* msg = static_cast<UINT8*>(ac_malloc(length));
     if (msg == nullptr) {
-        perror("malloc");
-        AC_ERR("malloc failed\n");
+        AC_ERR_MALLOC();
         return AC_RET_NULL_POINTER;
     }
     wire_writer out{{msg, length}};

@@ -149,7 +149,11 @@ TEST_F(AcmsgHandleSocket, no_request_gives_255_and_no_memory_1001)
     EXPECT_EQ(acwtp_msg_assem(CGI_MSG, nullptr), AC_RET_ERROR);
     for (const int before : {0, 1}) {
         ac_alloc_fail_after(before);
-        EXPECT_EQ(printed([&] { EXPECT_EQ(acwtp_msg_assem(CGI_MSG, message.get()), AC_RET_NULL_POINTER); }), "");
+        const std::string said = complaint_of([&] {
+            EXPECT_EQ(printed([&] { EXPECT_EQ(acwtp_msg_assem(CGI_MSG, message.get()), AC_RET_NULL_POINTER); }),
+                      "! malloc failed\n");
+        });
+        EXPECT_EQ(said.compare(0, 8, "malloc: "), 0) << said;
     }
     ac_alloc_fail_after(-1);
     EXPECT_TRUE(take_items().empty());
@@ -431,7 +435,8 @@ TEST_F(AcmsgHandleSocket, a_body_without_memory_is_answered_first_and_read_off_t
     Connection connection;
     connection.request(control_head(7, 6, 1) + mac_bytes({1}));
     ac_alloc_fail_after(1);
-    EXPECT_EQ(printed([&] { EXPECT_EQ(acmsg_handle_socket(connection.fd()), AC_RET_NULL_POINTER); }), "");
+    EXPECT_EQ(printed([&] { EXPECT_EQ(acmsg_handle_socket(connection.fd()), AC_RET_NULL_POINTER); }),
+              "! malloc failed\n");
     EXPECT_EQ(connection.answer(), control_head(8, 0));
     EXPECT_TRUE(connection.unread().empty());
     EXPECT_TRUE(take_items().empty());

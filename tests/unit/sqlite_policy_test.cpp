@@ -335,7 +335,7 @@ TEST_F(SqlitePolicy, without_memory_for_the_answer_the_length_is_0)
     UINT8* buf = nullptr;
     int len = 77;
     ac_alloc_fail_after(2); // the statement and the node are there
-    EXPECT_EQ(failure_of(sqlite_reboot_policy_obtain, &len, &buf), "");
+    EXPECT_EQ(failure_of(sqlite_reboot_policy_obtain, &len, &buf), "E|malloc failed\n");
     ac_alloc_fail_after(-1);
     EXPECT_EQ(buf, nullptr);
     EXPECT_EQ(len, 0);

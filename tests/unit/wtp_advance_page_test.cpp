@@ -149,6 +149,9 @@ TEST_F(WtpAdvancePage, the_result_is_255_where_it_worked_and_0_after_an_empty_an
     EXPECT_EQ(written_by([&](int fd) { result = get_wtp_advance_config(fd); }).size(), 40u);
     EXPECT_EQ(result, 255);
     ac_alloc_fail_after(0);
-    EXPECT_EQ(written_by([&](int fd) { result = get_wtp_advance_config(fd); }), wtp_head(0, 0, 22, 0, 0));
+    EXPECT_EQ(lines_of([&] {
+                  EXPECT_EQ(written_by([&](int fd) { result = get_wtp_advance_config(fd); }), wtp_head(0, 0, 22, 0, 0));
+              }),
+              "E|malloc failed\n");
     EXPECT_EQ(result, 0);
 }

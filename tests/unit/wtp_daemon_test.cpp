@@ -183,7 +183,8 @@ TEST_F(WtpDaemon, the_bytes_of_the_list_are_counted_and_a_failure_is_minus_1)
     EXPECT_EQ(lines_of([&] { result = acmsg_get_all_ap_config(-1); }), "E|send response error\n");
     EXPECT_EQ(result, -1);
     ac_alloc_fail_after(0);
-    EXPECT_EQ(written_by([&](int fd) { result = acmsg_get_all_ap_config(fd); }), Bytes());
+    EXPECT_EQ(lines_of([&] { EXPECT_EQ(written_by([&](int fd) { result = acmsg_get_all_ap_config(fd); }), Bytes()); }),
+              "E|malloc failed\n");
     EXPECT_EQ(result, -1);
 }
 
