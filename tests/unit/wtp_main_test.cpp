@@ -415,8 +415,8 @@ TEST_F(WtpMain, the_threads_start_in_their_order)
         threads_pretend(5, [] { keep_loop = ACWTP_FALSE; });
         wtp_main();
         EXPECT_EQ(threads_asked_for(),
-                  (std::vector<thread_entry>{acmsg_cgi_thread, thread_write_flash, discovery_thread_handle, manage_thread_handle,
-                                             manage_udp_data_handle, echo_timer_check}));
+                  (std::vector<thread_entry>{acmsg_cgi_thread, thread_write_flash, discovery_thread_handle,
+                                             manage_thread_handle, manage_udp_data_handle, echo_timer_check}));
         fflush(stdout);
         _exit(HasFailure() ? 1 : 0);
     });
