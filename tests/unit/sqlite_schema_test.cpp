@@ -165,6 +165,34 @@ TEST_F(SqlWorld, tables_are_made_in_their_fixed_order)
                                 "portal_ad_mac portal_ad_web portal_ad_weixin portal_ad_access_code ");
 }
 
+static int collect_created_table(unsigned, void* arg, void*, void* text)
+{
+    const std::string sql = static_cast<const char*>(text);
+    for (const std::string words : {"create table if not exists ", "create table "}) {
+        if (sql.compare(0, words.size(), words) != 0) continue;
+        *static_cast<std::string*>(arg) += sql.substr(words.size(), sql.find('(') - words.size()) + " ";
+        return 0;
+    }
+    return 0;
+}
+
+TEST_F(SqlWorld, the_tables_of_both_files_are_made_in_one_order)
+{
+    for (const GoldenTable& golden : g_golden)
+        run(*golden.file, std::string("drop table ") + golden.name);
+    std::string made;
+    for (const ac_db* file : {&db, &policy_db})
+        sqlite3_trace_v2(file->handle.load(), SQLITE_TRACE_STMT, collect_created_table, &made);
+    EXPECT_EQ(lines_of([] { EXPECT_EQ(sqlite_create_table(), 0); }), "");
+    for (const ac_db* file : {&db, &policy_db})
+        sqlite3_trace_v2(file->handle.load(), 0, nullptr, nullptr);
+    EXPECT_EQ(made, "ap_basic ap_ssid wl_policy password_policy qvlan_policy wl_basic_policy wl_radio_policy "
+                    "reboot_policy alarm_policy wl_deploy_policy ap_client client_time ap_product_info "
+                    "portal_ad_config portal_ad_config_cn_back portal_ad_config_en_back portal_ad_put portal_ad_limit "
+                    "portal_ad_ip portal_ad_phone portal_ad_mac portal_ad_web portal_ad_weixin "
+                    "portal_ad_access_code ");
+}
+
 TEST_F(SqlWorld, the_two_indexes_are_made_with_their_tables)
 {
     EXPECT_EQ(cell(db, "select sql from sqlite_master where name='search_index'"),
