@@ -9,6 +9,7 @@
 #include "ac_sql/sqlite_apconfig_update.h"
 #include "ac_wtp_protocol/acwtp_thread.h"
 #include "common/ac_alloc.h"
+#include "common/ac_atomic.h"
 #include "sql_world.h"
 
 static const Mac M1 = test_mac(1);
@@ -447,6 +448,27 @@ TEST_F(SqlFlashWorld, during_a_deletions_sql_nothing_is_locked)
     EXPECT_EQ(seen.table_locked, 0);
     EXPECT_EQ(seen.queue_locked, 0);
     EXPECT_EQ(seen.note_queued, 2);
+}
+
+// Or a record built anew between the two could be written before its predecessor's deletion, and lose its rows.
+TEST_F(SqlFlashWorld, the_removal_of_a_record_and_the_note_of_its_deletion_are_one_hold_of_the_table)
+{
+    std::thread deleter;
+    {
+        const ac_lock queue(g_sql_flash_mutex); // the deleter gets as far as its note
+        const UINT32 before = ac_load(g_acwtp_joined_ap_num);
+        deleter = std::thread([] { EXPECT_EQ(apconfig_mib_node_del(M1.data(), 1), 0); });
+        while (ac_load(g_acwtp_joined_ap_num) == before)
+            std::this_thread::yield();
+        int free_table = 0;
+        for (int i = 0; i < 2000; i++) {
+            if (!is_locked(g_apconfig_mutex)) free_table++;
+            std::this_thread::yield();
+        }
+        EXPECT_EQ(free_table, 0);
+    }
+    deleter.join();
+    EXPECT_EQ(take_notes(), (std::vector<FlashNote>{{CONFIG_SQL_DELETE_AP, 0, M1}}));
 }
 
 TEST_F(SqlFlashWorld, freeing_the_nodes_of_a_record_leaves_the_record)
