@@ -347,6 +347,17 @@ TEST_F(SqlWorld, a_failing_alteration_is_a_line_and_the_next_one_follows)
     OLD_TABLE(policy_db, "alarm_policy", "enable interger,SSLEnable interger");
     EXPECT_EQ(lines_of([] { EXPECT_EQ(sqlite_create_table_alarm_policy(), 0); }),
               "E|Error code:1,Reason:duplicate column name: SSLEnable\n");
+    EXPECT_EQ(columns(policy_db, "alarm_policy"), "enable interger,SSLEnable interger,mailPort interger");
+    OLD_TABLE(policy_db, "portal_ad_put", "app_id char(32),shop_id char(16)");
+    EXPECT_EQ(lines_of([] { EXPECT_EQ(sqlite_create_table_portal_ad_put(), 0); }),
+              "E|Error code:1,Reason:duplicate column name: app_id\n"
+              "E|Error code:1,Reason:duplicate column name: shop_id\n");
+    EXPECT_EQ(columns(policy_db, "portal_ad_put"),
+              "app_id char(32),shop_id char(16),wechat_enable char,secretkey char(64)");
+    OLD_TABLE(db, "ap_ssid", "sta_timeout char(1),qvlan_truck_port char(10)");
+    EXPECT_EQ(lines_of([] { EXPECT_EQ(sqlite_create_table_ap_ssid(), 0); }),
+              "E|Error code:1,Reason:duplicate column name: qvlan_truck_port\n");
+    EXPECT_EQ(columns(db, "ap_ssid"), "sta_timeout char(1),qvlan_truck_port char(10),wl_rf_name char(70)");
 }
 
 TEST_F(SqlWorld, tables_without_a_marker_are_never_altered)
