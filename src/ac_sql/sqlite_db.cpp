@@ -103,8 +103,8 @@ int step_rows(sqlite3* handle, const char* sql, char** reason, sql_row_callback 
 
 ac_db_use::ac_db_use(ac_db& file) : file_(file)
 {
-    file_.users.fetch_add(
-        1); // before the look at the handle: db_close looks at the count after it has taken the handle
+    // Before the look at the handle: db_close looks at the count after it has taken the handle.
+    file_.users.fetch_add(1);
     handle_ = file_.handle.load();
 }
 
