@@ -378,7 +378,9 @@ TEST_F(SqlWorld, ap_product_info_that_exists_is_success)
 TEST_F(SqlWorld, ap_product_info_without_memory_gives_255)
 {
     ac_alloc_fail_after(0);
+    testing::internal::CaptureStderr();
     EXPECT_EQ(sqlite_create_table_ap_product_info(), 255);
+    EXPECT_EQ(testing::internal::GetCapturedStderr().substr(0, 7), "malloc:");
 }
 
 // Nothing can be made through a handle that only reads.
