@@ -234,14 +234,15 @@ int apconfig_mib_node_del(const UINT8* ethaddr, int flag)
         ac_lock lock(g_apconfig_mutex);
         APCONFIG* node = apconfig_hnode_find_locked(mac);
         found = node != nullptr;
-        if (found) apconfig_unlink_locked(node);
+        if (found) {
+            apconfig_unlink_locked(node);
+            // In the same hold: a record that is built anew queues its notes behind this one, and its rows stay.
+            if (flag != 0) (void)sql_flash_queue_in(CONFIG_SQL_DELETE_AP, 0, mac); // it reports a lost note itself
+        }
     }
-    if (!found) {
-        AC_ERR("\n");
-        return AC_RET_NULL_POINTER;
-    }
-    if (flag != 0) (void)sql_flash_queue_in(CONFIG_SQL_DELETE_AP, 0, mac); // it reports a lost note itself
-    return AC_RET_OK;
+    if (found) return AC_RET_OK;
+    AC_ERR("\n");
+    return AC_RET_NULL_POINTER;
 }
 
 void apconfig_del_all()

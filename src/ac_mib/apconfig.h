@@ -142,7 +142,8 @@ void apconfig_link(APCONFIG* node) AC_EXCLUDES(g_apconfig_mutex);
 // Unlinks and retires a linked record with its radio and SSID nodes, and uncounts it.
 void apconfig_unlink_locked(APCONFIG* node) AC_REQUIRES(g_apconfig_mutex);
 
-// Removes one record; with `flag` also queues the deletion of its rows. 0, or 1001 after "Error->%s(%d)--\n".
+// Removes one record; with `flag` also queues the deletion of its rows, in the same hold. 0, or 1001 after
+// "Error->%s(%d)--\n".
 int apconfig_mib_node_del(const UINT8* ethaddr, int flag) AC_EXCLUDES(g_apconfig_mutex);
 // Empties the table; the database is not touched. The count is set to 0 after the walk, whatever came in meanwhile.
 void apconfig_del_all() AC_EXCLUDES(g_apconfig_mutex);

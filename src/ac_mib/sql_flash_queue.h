@@ -2,15 +2,12 @@
 //
 // Shape    a note names an AP and the kind of data, not the data: the record's content at the time of writing counts.
 // Threads  sql_flash_queue_in from any, also with g_apconfig_mutex held. One consumer, thread_write_flash. A producer
-// waits
-//          until the consumer has made the pool, so that no note of the start is lost; the pool needs no lock but its
-//          own.
+//          waits until the consumer has made the pool, so that no note of the start is lost.
 // Locks    g_sql_flash_mutex guards the list and the pool and is never held over SQL. g_apconfig_mutex is held from the
 //          search for a note's record to the end of its statement: the record can neither change nor go meanwhile.
 //          Between two notes all who wait for it have it, so that nobody waits for more than one note's write.
 // Memory   at most SQL_FLASH_NOTES_MAX notes wait, some 7 MB. None is merged with another: the order of writes stays
-// that
-//          of the changes.
+//          that of the changes.
 #pragma once
 
 #include <semaphore.h>

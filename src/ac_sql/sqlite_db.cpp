@@ -56,17 +56,44 @@ void db_discard(const char* appliance_path)
     doSystemCmd("killall -9 wtpmasterd");
 }
 
+// Keeps other threads off a handle between a call and the look at its reason, which the next call on the handle frees.
+class handle_hold {
+public:
+    explicit handle_hold(sqlite3* handle) : mutex_(sqlite3_db_mutex(handle)) { sqlite3_mutex_enter(mutex_); }
+    ~handle_hold() { sqlite3_mutex_leave(mutex_); }
+    handle_hold(const handle_hold&) = delete;
+    handle_hold& operator=(const handle_hold&) = delete;
+
+private:
+    sqlite3_mutex* mutex_;
+};
+
+int prepare_one(sqlite3* handle, const char* sql, sqlite3_stmt** statement, char** reason)
+{
+    const handle_hold hold(handle);
+    const int ret = sqlite3_prepare_v2(handle, sql, -1, statement, nullptr);
+    if (ret != SQLITE_OK) *reason = sqlite3_mprintf("%s", sqlite3_errmsg(handle));
+    return ret;
+}
+
+int step_one(sqlite3* handle, sqlite3_stmt* statement, char** reason)
+{
+    const handle_hold hold(handle);
+    const int ret = sqlite3_step(statement);
+    if (ret != SQLITE_ROW && ret != SQLITE_DONE) *reason = sqlite3_mprintf("%s", sqlite3_errmsg(handle));
+    return ret;
+}
+
 // Results and reasons as sqlite3_exec gives them.
 int step_rows(sqlite3* handle, const char* sql, char** reason, sql_row_callback callback, void* arg)
 {
     sqlite3_stmt* statement = nullptr;
-    int ret = sqlite3_prepare_v2(handle, sql, -1, &statement, nullptr);
+    int ret = prepare_one(handle, sql, &statement, reason);
     if (ret == SQLITE_OK) {
         do
-            ret = sqlite3_step(statement);
+            ret = step_one(handle, statement, reason);
         while (ret == SQLITE_ROW && callback(arg, sql_row(statement)) == 0);
     }
-    if (ret != SQLITE_ROW && ret != SQLITE_DONE) *reason = sqlite3_mprintf("%s", sqlite3_errmsg(handle));
     sqlite3_finalize(statement);
     if (ret == SQLITE_DONE) return SQLITE_OK;
     return ret == SQLITE_ROW ? SQLITE_ABORT : ret; // a row was left: the callback has ended the select
@@ -76,8 +103,8 @@ int step_rows(sqlite3* handle, const char* sql, char** reason, sql_row_callback 
 
 ac_db_use::ac_db_use(ac_db& file) : file_(file)
 {
-    file_.users.fetch_add(
-        1); // before the look at the handle: db_close looks at the count after it has taken the handle
+    // Before the look at the handle: db_close looks at the count after it has taken the handle.
+    file_.users.fetch_add(1);
     handle_ = file_.handle.load();
 }
 

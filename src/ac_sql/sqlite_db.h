@@ -5,8 +5,7 @@
 //          db_logs:   "/var/Wlc_datalogs.db", the system log; on a RAM path
 //          Every statement is a transaction of its own; no pragma is set.
 // Threads  any. The handles are opened in SQLite's serialized mode and shared. No lock is kept around a handle;
-// ac_db_use
-//          only counts who works on it, so that sqlite_exit in one thread never frees a handle under another.
+//          ac_db_use only counts who works on it, so that sqlite_exit in one thread never frees a handle under another.
 // Errors   a statement's result is SQLite's own code, its reason is kept in an sql_message. A statement on a closed
 // file
 //          gives SQLITE_MISUSE and touches nothing.

@@ -2,8 +2,7 @@
 // ones.
 //
 // Errors   a failed creation or alteration is a line; most creators give 0 all the same, and the statements that use
-// the
-//          table then fail one by one with lines of their own.
+//          the table then fail one by one with lines of their own.
 // Threads  the start only, before any thread. Reads whole columns to find out which exist.
 #pragma once
 

@@ -9,6 +9,7 @@
 #include "ac_sql/sqlite_apconfig_update.h"
 #include "ac_wtp_protocol/acwtp_thread.h"
 #include "common/ac_alloc.h"
+#include "common/ac_atomic.h"
 #include "sql_world.h"
 
 static const Mac M1 = test_mac(1);
@@ -392,6 +393,82 @@ TEST_F(SqlFlashWorld, a_note_added_during_the_last_ones_work_waits_for_its_own_p
     sqlite3_trace_v2(db.handle.load(), 0, nullptr, nullptr);
     EXPECT_EQ(posts(), before + 1);
     EXPECT_EQ(take_notes(), (std::vector<FlashNote>{{CONFIG_SQL_STATUS, 0, M1}}));
+}
+
+// What a statement of a pass finds.
+struct SeenInStatement {
+    int statements = 0;
+    int table_locked = 0;
+    int queue_locked = 0;
+    int note_queued = 0;
+};
+
+static bool is_locked(ac_mutex& mutex)
+{
+    if (pthread_mutex_trylock(&mutex.m) != 0) return true;
+    pthread_mutex_unlock(&mutex.m);
+    return false;
+}
+
+static int look_at_locks(unsigned, void* arg, void*, void*)
+{
+    auto& seen = *static_cast<SeenInStatement*>(arg);
+    seen.statements++;
+    seen.table_locked += is_locked(g_apconfig_mutex);
+    seen.queue_locked += is_locked(g_sql_flash_mutex);
+    seen.note_queued += !list_empty(&g_sql_flash_queue);
+    return 0;
+}
+
+static SeenInStatement seen_in_pass()
+{
+    SeenInStatement seen;
+    sqlite3_trace_v2(db.handle.load(), SQLITE_TRACE_STMT, look_at_locks, &seen);
+    sql_flash_queue_out();
+    sqlite3_trace_v2(db.handle.load(), 0, nullptr, nullptr);
+    return seen;
+}
+
+TEST_F(SqlFlashWorld, during_a_notes_sql_the_ap_table_is_locked_and_the_queue_is_not)
+{
+    sql_flash_queue_in(CONFIG_SQL_LED, 0, M1.data());
+    sql_flash_queue_in(CONFIG_SQL_ADD_AP, 0, M1.data());
+    const SeenInStatement seen = seen_in_pass();
+    EXPECT_EQ(seen.statements, 6); // the LED; count and update of ap_basic, count and two updates of ap_ssid
+    EXPECT_EQ(seen.table_locked, 6);
+    EXPECT_EQ(seen.queue_locked, 0);
+    EXPECT_EQ(seen.note_queued, 6); // a note leaves the queue only when it is written
+}
+
+TEST_F(SqlFlashWorld, during_a_deletions_sql_nothing_is_locked)
+{
+    sql_flash_queue_in(CONFIG_SQL_DELETE_AP, 0, M1.data());
+    const SeenInStatement seen = seen_in_pass();
+    EXPECT_EQ(seen.statements, 2);
+    EXPECT_EQ(seen.table_locked, 0);
+    EXPECT_EQ(seen.queue_locked, 0);
+    EXPECT_EQ(seen.note_queued, 2);
+}
+
+// Or a record built anew between the two could be written before its predecessor's deletion, and lose its rows.
+TEST_F(SqlFlashWorld, the_removal_of_a_record_and_the_note_of_its_deletion_are_one_hold_of_the_table)
+{
+    std::thread deleter;
+    {
+        const ac_lock queue(g_sql_flash_mutex); // the deleter gets as far as its note
+        const UINT32 before = ac_load(g_acwtp_joined_ap_num);
+        deleter = std::thread([] { EXPECT_EQ(apconfig_mib_node_del(M1.data(), 1), 0); });
+        while (ac_load(g_acwtp_joined_ap_num) == before)
+            std::this_thread::yield();
+        int free_table = 0;
+        for (int i = 0; i < 2000; i++) {
+            if (!is_locked(g_apconfig_mutex)) free_table++;
+            std::this_thread::yield();
+        }
+        EXPECT_EQ(free_table, 0);
+    }
+    deleter.join();
+    EXPECT_EQ(take_notes(), (std::vector<FlashNote>{{CONFIG_SQL_DELETE_AP, 0, M1}}));
 }
 
 TEST_F(SqlFlashWorld, freeing_the_nodes_of_a_record_leaves_the_record)

@@ -131,6 +131,33 @@ TEST_F(SqlWorld, closing_while_other_threads_run_statements_frees_no_handle_unde
     two.join();
 }
 
+static int pass_row(void*, const sql_row&)
+{
+    return 0;
+}
+
+TEST_F(SqlWorld, a_failed_select_has_its_own_reason_while_other_threads_fail_on_the_same_file)
+{
+    std::atomic<bool> stop{false};
+    std::thread other([&stop] {
+        while (!stop.load()) {
+            sql_message message;
+            EXPECT_EQ(sql_exec(db, "select theirs from ap_ssid", message), SQLITE_ERROR);
+        }
+    });
+    sql_text sql;
+    sql.append("select mine from ap_basic");
+    int foreign = 0;
+    for (int i = 0; i < 5000; i++) {
+        sql_message message;
+        EXPECT_EQ(sql_each_row(db, sql, message, pass_row, nullptr), SQLITE_ERROR);
+        if (std::string(message.c_str()) != "no such column: mine") foreign++;
+    }
+    stop.store(true);
+    other.join();
+    EXPECT_EQ(foreign, 0);
+}
+
 TEST_F(SqlWorld, an_existing_field_gives_0_a_missing_one_1_a_missing_table_2)
 {
     EXPECT_EQ(query_field_exist(db, "wl_deploy_name", "ap_basic"), 0);

@@ -488,7 +488,9 @@ TEST_F(SqlRowsWorld, an_ap_without_ssids_has_no_rows_to_write_and_says_so)
 TEST_F(SqlRowsWorld, ssids_without_memory_for_the_statement_give_255_and_write_nothing)
 {
     ac_alloc_fail_after(0);
+    testing::internal::CaptureStderr();
     EXPECT_EQ(lines_of([&] { EXPECT_EQ(add_ssid(), 255); }), "");
+    EXPECT_EQ(testing::internal::GetCapturedStderr().substr(0, 7), "malloc:");
     EXPECT_EQ(cell(db, "select count(*) from ap_ssid"), "0");
 }
 

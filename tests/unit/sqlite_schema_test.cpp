@@ -165,6 +165,34 @@ TEST_F(SqlWorld, tables_are_made_in_their_fixed_order)
                                 "portal_ad_mac portal_ad_web portal_ad_weixin portal_ad_access_code ");
 }
 
+static int collect_created_table(unsigned, void* arg, void*, void* text)
+{
+    const std::string sql = static_cast<const char*>(text);
+    for (const std::string words : {"create table if not exists ", "create table "}) {
+        if (sql.compare(0, words.size(), words) != 0) continue;
+        *static_cast<std::string*>(arg) += sql.substr(words.size(), sql.find('(') - words.size()) + " ";
+        return 0;
+    }
+    return 0;
+}
+
+TEST_F(SqlWorld, the_tables_of_both_files_are_made_in_one_order)
+{
+    for (const GoldenTable& golden : g_golden)
+        run(*golden.file, std::string("drop table ") + golden.name);
+    std::string made;
+    for (const ac_db* file : {&db, &policy_db})
+        sqlite3_trace_v2(file->handle.load(), SQLITE_TRACE_STMT, collect_created_table, &made);
+    EXPECT_EQ(lines_of([] { EXPECT_EQ(sqlite_create_table(), 0); }), "");
+    for (const ac_db* file : {&db, &policy_db})
+        sqlite3_trace_v2(file->handle.load(), 0, nullptr, nullptr);
+    EXPECT_EQ(made, "ap_basic ap_ssid wl_policy password_policy qvlan_policy wl_basic_policy wl_radio_policy "
+                    "reboot_policy alarm_policy wl_deploy_policy ap_client client_time ap_product_info "
+                    "portal_ad_config portal_ad_config_cn_back portal_ad_config_en_back portal_ad_put portal_ad_limit "
+                    "portal_ad_ip portal_ad_phone portal_ad_mac portal_ad_web portal_ad_weixin "
+                    "portal_ad_access_code ");
+}
+
 TEST_F(SqlWorld, the_two_indexes_are_made_with_their_tables)
 {
     EXPECT_EQ(cell(db, "select sql from sqlite_master where name='search_index'"),
@@ -319,6 +347,17 @@ TEST_F(SqlWorld, a_failing_alteration_is_a_line_and_the_next_one_follows)
     OLD_TABLE(policy_db, "alarm_policy", "enable interger,SSLEnable interger");
     EXPECT_EQ(lines_of([] { EXPECT_EQ(sqlite_create_table_alarm_policy(), 0); }),
               "E|Error code:1,Reason:duplicate column name: SSLEnable\n");
+    EXPECT_EQ(columns(policy_db, "alarm_policy"), "enable interger,SSLEnable interger,mailPort interger");
+    OLD_TABLE(policy_db, "portal_ad_put", "app_id char(32),shop_id char(16)");
+    EXPECT_EQ(lines_of([] { EXPECT_EQ(sqlite_create_table_portal_ad_put(), 0); }),
+              "E|Error code:1,Reason:duplicate column name: app_id\n"
+              "E|Error code:1,Reason:duplicate column name: shop_id\n");
+    EXPECT_EQ(columns(policy_db, "portal_ad_put"),
+              "app_id char(32),shop_id char(16),wechat_enable char,secretkey char(64)");
+    OLD_TABLE(db, "ap_ssid", "sta_timeout char(1),qvlan_truck_port char(10)");
+    EXPECT_EQ(lines_of([] { EXPECT_EQ(sqlite_create_table_ap_ssid(), 0); }),
+              "E|Error code:1,Reason:duplicate column name: qvlan_truck_port\n");
+    EXPECT_EQ(columns(db, "ap_ssid"), "sta_timeout char(1),qvlan_truck_port char(10),wl_rf_name char(70)");
 }
 
 TEST_F(SqlWorld, tables_without_a_marker_are_never_altered)
@@ -339,7 +378,9 @@ TEST_F(SqlWorld, ap_product_info_that_exists_is_success)
 TEST_F(SqlWorld, ap_product_info_without_memory_gives_255)
 {
     ac_alloc_fail_after(0);
+    testing::internal::CaptureStderr();
     EXPECT_EQ(sqlite_create_table_ap_product_info(), 255);
+    EXPECT_EQ(testing::internal::GetCapturedStderr().substr(0, 7), "malloc:");
 }
 
 // Nothing can be made through a handle that only reads.

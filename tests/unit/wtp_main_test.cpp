@@ -586,6 +586,18 @@ TEST_F(WtpMain, a_database_that_cannot_be_opened_does_not_stop_the_start)
     EXPECT_EQ(lines_of(child.out).back(), "3 threads, result 0\n");
 }
 
+TEST_F(WtpMain, a_log_file_that_cannot_be_opened_does_not_stop_the_start)
+{
+    write_file("/mnt/l_brcmnand", "a file where a folder should be");
+    ASSERT_EQ(mkdir(ac_path("/var/Wlc_datalogs.db").c_str(), 0755), 0);
+    const ChildOutcome child = start_until_thread(2);
+    EXPECT_TRUE(contains(child.out, "--sqlite log init error\n")) << child.out;
+    EXPECT_LT(child.out.find("table create error"), child.out.find("sql open errorError->"));
+    EXPECT_LT(child.out.find("sql open errorError->"), child.out.find("sqlite log init error"));
+    EXPECT_LT(child.out.find("sqlite log init error"), child.out.find("load config err."));
+    EXPECT_EQ(lines_of(child.out).back(), "3 threads, result 0\n");
+}
+
 TEST_F(WtpMain, the_initial_thread_drains_the_work_of_each_post)
 {
     const ChildOutcome child = in_child(
