@@ -20,15 +20,15 @@ if(WTP_SANITIZE)
   target_link_options(wtp_flags INTERFACE -fsanitize=${WTP_SANITIZE})
 endif()
 
-# Coverage for the fuzzers in all code of the tree; the engine itself is linked by the fuzz targets alone.
-if(WTP_FUZZ)
-  target_compile_options(wtp_flags INTERFACE -fsanitize=fuzzer-no-link)
-  target_link_options(wtp_flags INTERFACE -fsanitize=fuzzer-no-link)
-endif()
-
 add_library(wtp_no_throw INTERFACE)
 target_compile_options(wtp_no_throw INTERFACE -fno-exceptions)
 target_link_libraries(wtp_no_throw INTERFACE wtp_flags)
+
+# Coverage for the fuzzers in the daemon's own code; the engine itself is linked by the fuzz targets alone.
+if(WTP_FUZZ)
+  target_compile_options(wtp_no_throw INTERFACE -fsanitize=fuzzer-no-link)
+  target_link_options(wtp_flags INTERFACE -fsanitize=fuzzer-no-link)
+endif()
 
 # wtp_room(NAME SOURCES... [LINK libs...]): one static library per folder of src/.
 function(wtp_room name)
