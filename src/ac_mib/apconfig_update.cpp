@@ -215,17 +215,18 @@ bool on_ssid_clients(APCONFIG* node, std::span<const UINT8> data, int&)
     return true;
 }
 
-bool on_reboot_name(APCONFIG* node, std::span<const UINT8> data, int&)
+// The name of the policy that the AP is bound to, in the field of that kind.
+template <auto field> bool on_policy_name(APCONFIG* node, std::span<const UINT8> data, int&)
 {
-    name_set(node->p_reboot_name, data);
+    name_set(node->*field, data);
     return true;
 }
 
-bool on_alarm_name(APCONFIG* node, std::span<const UINT8> data, int&)
-{
-    name_set(node->p_alarm_name, data);
-    return true;
-}
+constexpr auto on_reboot_name = on_policy_name<&APCONFIG::p_reboot_name>;
+constexpr auto on_alarm_name = on_policy_name<&APCONFIG::p_alarm_name>;
+constexpr auto on_password_name = on_policy_name<&APCONFIG::p_pass_name>;
+constexpr auto on_wl_deploy_name = on_policy_name<&APCONFIG::p_wl_deploy_name>;
+constexpr auto on_qvlan_name = on_policy_name<&APCONFIG::p_qvlan_name>;
 
 bool on_alarm_event(APCONFIG* node, std::span<const UINT8> data, int&)
 {
@@ -271,27 +272,9 @@ bool on_channel(APCONFIG* node, std::span<const UINT8> data, int& index) AC_REQU
     return true;
 }
 
-bool on_password_name(APCONFIG* node, std::span<const UINT8> data, int&)
-{
-    name_set(node->p_pass_name, data);
-    return true;
-}
-
 bool on_wl_policy_name(APCONFIG*, std::span<const UINT8> data, int& index)
 {
     index = data[0];
-    return true;
-}
-
-bool on_wl_deploy_name(APCONFIG* node, std::span<const UINT8> data, int&)
-{
-    name_set(node->p_wl_deploy_name, data);
-    return true;
-}
-
-bool on_qvlan_name(APCONFIG* node, std::span<const UINT8> data, int&)
-{
-    name_set(node->p_qvlan_name, data);
     return true;
 }
 
