@@ -48,26 +48,12 @@ static sockaddr_in loopback(int port)
     return address;
 }
 
-// A port that is free now. Ports below the range that the system hands out by itself would not help: other tests run
-// too.
-static int free_port()
-{
-    const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = loopback(0);
-    socklen_t size = sizeof address;
-    bind(fd, reinterpret_cast<sockaddr*>(&address), size);
-    getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size);
-    close(fd);
-    return ntohs(address.sin_port);
-}
-
 Daemon::Daemon(int scale) : scale_(scale)
 {
     char name[] = "/tmp/wtp-system-XXXXXX";
     root_ = mkdtemp(name);
-    port_ = free_port();
     std::filesystem::create_directories(root_ + "/var");
-    std::ofstream(root_ + "/var/config_cloud_ac.cfg") << "port=" << port_ << "\n";
+    std::ofstream(root_ + "/var/config_cloud_ac.cfg") << "port=" << port() << "\n";
     std::ofstream(root_ + "/var/sys_lang") << "en";
 }
 
@@ -128,7 +114,7 @@ static bool control_thread_noted(const std::string& root)
 void Daemon::wait_until_it_answers()
 {
     const Mac unknown = {0x02, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE};
-    const Wire wire(port_);
+    const Wire wire(port());
     const auto until = std::chrono::steady_clock::now() + START_PATIENCE;
     while (std::chrono::steady_clock::now() < until) {
         ASSERT_TRUE(running()) << log();

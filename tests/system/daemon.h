@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "test_port.h"
+
 using Mac = std::array<unsigned char, 6>;
 using Bytes = std::vector<unsigned char>;
 
@@ -27,9 +29,9 @@ public:
     bool running();
 
     const std::string& root() const { return root_; }
-    int port() const { return port_; }
+    int port() const { return port_.number(); }
     int scale() const { return scale_; }
-    std::string endpoint() const { return "127.0.0.1:" + std::to_string(port_); }
+    std::string endpoint() const { return "127.0.0.1:" + std::to_string(port()); }
     pid_t pid() const { return pid_; }
 
     std::string log() const; // standard output and error so far
@@ -48,7 +50,7 @@ private:
     void wait_until_it_answers();
 
     std::string root_;
-    int port_ = 0;
+    TestPort port_;
     int scale_;
     pid_t pid_ = -1;
     int to_door_ = -1;
