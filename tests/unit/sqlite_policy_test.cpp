@@ -497,6 +497,13 @@ TEST_F(SqlitePolicy, the_users_of_a_policy_are_counted_by_its_whole_name)
     EXPECT_EQ(count, 2);
 }
 
+TEST_F(SqlitePolicy, the_users_of_a_name_with_a_quote_are_counted)
+{
+    insert("reboot_policy", "1,3,'o''clock',1,2,4660");
+    user_of("reboot_name", "o''clock");
+    EXPECT_EQ(obtained(sqlite_reboot_policy_obtain), reboot_image(1, "o'clock"));
+}
+
 TEST_F(SqlitePolicy, of_a_name_to_count_no_more_than_32_bytes_are_looked_at)
 {
     user_of("reboot_name", std::string(32, 'n'));

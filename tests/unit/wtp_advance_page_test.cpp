@@ -167,6 +167,17 @@ TEST_F(WtpAdvancePage, beside_the_aps_the_answer_has_room_for_77100_bytes)
     EXPECT_EQ(exchange(GET_AP_CONFIG_ADVANCE_REQ, 0, {}).size(), 20u + 20 + 2409 * 32) << "it stands in the AP's place";
 }
 
+TEST_F(WtpAdvancePage, names_that_do_not_fit_the_answer_leave_it_empty_after_a_line)
+{
+    run(policy_db, "with recursive n(i) as (select 1 union all select i+1 from n where i<2408) "
+                   "insert into wl_deploy_policy(name) select i from n");
+    EXPECT_EQ(exchange(GET_AP_CONFIG_ADVANCE_REQ, 0, {}).size(), 20u + 20 + 2408 * 32);
+    run(policy_db, "insert into wl_deploy_policy(name) values('one more')");
+    Bytes reply;
+    EXPECT_EQ(lines_of([&] { reply = exchange(GET_AP_CONFIG_ADVANCE_REQ, 0, {}); }), "E|too many policies\n");
+    EXPECT_EQ(reply, wtp_head(0, 0, 22, 0, 0));
+}
+
 TEST_F(WtpAdvancePage, the_result_is_255_where_it_worked_and_0_after_an_empty_answer)
 {
     int result = -1;

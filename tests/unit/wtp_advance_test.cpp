@@ -234,6 +234,21 @@ TEST_F(WtpAdvance, a_failed_alarm_lookup_skips_the_reboot_policy_but_not_passwor
     EXPECT_EQ(text_of(node->p_wl_deploy_name), "hall");
 }
 
+TEST_F(WtpAdvance, a_failed_password_or_deployment_lookup_holds_back_nothing_else)
+{
+    APCONFIG* node = ap();
+    int result = -1;
+    EXPECT_EQ(lines_of([&] { result = advance(behind(macs({1}), names("night", "loud", "gone", "gone"))); }),
+              "E|.\nE|.\n");
+    EXPECT_EQ(result, 0);
+    const std::vector<WorkItem> items = take_items();
+    ASSERT_EQ(items.size(), 1u);
+    EXPECT_EQ(items[0].type, 0xC404);
+    EXPECT_EQ(text_of(node->p_reboot_name), "night");
+    EXPECT_EQ(text_of(node->p_pass_name), "old pass");
+    EXPECT_EQ(text_of(node->p_wl_deploy_name), "old deploy");
+}
+
 TEST_F(WtpAdvance, a_failed_reboot_lookup_holds_back_the_alarm_policy_too)
 {
     APCONFIG* node = ap();
