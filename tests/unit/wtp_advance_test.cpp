@@ -5,6 +5,7 @@
 #include "common/ac_alloc.h"
 #include "common/config_ap_type.h"
 #include "platform/ac_clock.h"
+#include "sql_faults.h"
 #include "wtp_kit.h"
 
 using namespace apconfig_test;
@@ -258,6 +259,35 @@ TEST_F(WtpAdvance, a_failed_reboot_lookup_holds_back_the_alarm_policy_too)
     EXPECT_EQ(lines, "E|select error,ret=1,errmsg=no such table: reboot_policy\nE|.\n");
     EXPECT_TRUE(take_items().empty());
     EXPECT_EQ(text_of(node->p_alarm_name), "old alarm");
+}
+
+TEST_F(WtpAdvance, a_lookup_that_breaks_off_has_failed_even_behind_the_row_it_found)
+{
+    APCONFIG* node = ap();
+    run(policy_db, "with recursive n(i) as (select 1 union all select i+1 from n where i<2000) "
+                   "insert into reboot_policy(name) select i from n");
+    const WtpRequest request = wtp_request(SET_AP_CONFIG_ADVANCE_REQ, 1, behind(macs({1}), names("night", "", "", "")));
+    const auto looked_up_afresh = [&](int reads) {
+        sql_faults_clear();
+        sqlite_exit();
+        EXPECT_EQ(sqlite_init(), 0);
+        sql_faults_read_after(reads, SQLITE_IOERR_READ);
+        return set_wtp_advance_config(request.get());
+    };
+    EXPECT_EQ(looked_up_afresh(1000), 0);
+    const int moments = sql_faults_reads_counted();
+    ASSERT_GT(moments, 4) << "the row stands on the first of several pages";
+    set_text(node->p_reboot_name, "old reboot");
+    take_items();
+    for (int moment = 0; moment < moments; moment++) {
+        int result = -1;
+        const std::string lines = lines_of([&] { result = looked_up_afresh(moment); });
+        EXPECT_EQ(result, 255) << moment;
+        EXPECT_EQ(lines.substr(lines.rfind("E|")), "E|.\n") << moment;
+        EXPECT_TRUE(take_items().empty()) << moment;
+        EXPECT_EQ(text_of(node->p_reboot_name), "old reboot") << moment;
+    }
+    sql_faults_clear();
 }
 
 TEST_F(WtpAdvance, action_1_pushes_zero_blocks_and_changes_no_name)
