@@ -281,7 +281,7 @@ int run_list(const Session& session)
 
 int run_show(const Session& session)
 {
-    const std::vector<ApSsids> ssids = session.controller.ssids();
+    const std::vector<ApSsids> ssids = session.controller.ssids().value_or(std::vector<ApSsids>());
     const AdvancedPage advanced = session.controller.advanced();
     nlohmann::ordered_json json = {{"aps", nlohmann::ordered_json::array()}};
     std::string text;
