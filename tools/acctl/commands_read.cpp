@@ -335,8 +335,8 @@ int run_debug(const Session& session)
     }
     if (fresh) return EXIT_DONE;
     fmt::print(stderr,
-               "acctl: the controller has acknowledged the request, but {} {}: the dump goes to var/{} below the "
-               "controller's root, if that can be written\n",
+               "acctl: the controller has acknowledged the request, but {} {}: either it doesn't dump this table, or "
+               "var/{} below its root is another file or can't be written\n",
                shown(path), after.exists ? "has not changed" : "is not there", joined ? "tag.cfg" : "user.cfg");
     return EXIT_NOT_SEEN;
 }

@@ -228,7 +228,8 @@ void add_lives(CLI::App& ap, Options& options)
         Command::ap_reboot, true);
     add("restore", "Put APs back to factory settings",
         "  acctl ap restore lobby\n"
-        "  acctl ap restore lobby --back --wait-limit 300",
+        "  acctl ap restore lobby --back --wait-limit 300\n"
+        "A configuration with a later version that the controller has stored is handed out to the AP when it is back.",
         Command::ap_restore, true);
     add("delete", "Make the controller forget APs, with what it has stored about them",
         "  acctl ap delete roof\n"
