@@ -30,7 +30,7 @@ void carry_out(
     for (const Step& step : steps) {
         step.send();
         outcomes[step.outcome].result = Result::sent;
-        outcomes[step.outcome].text = "has been asked for";
+        outcomes[step.outcome].text = "will be told by the controller";
     }
     if (!session.options.wait) return;
     std::vector<const Step*> open;

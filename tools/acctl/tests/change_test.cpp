@@ -206,7 +206,7 @@ TEST_F(Change, without_waiting_it_is_only_asked_for)
     site.works = false;
     const Ran ran = line({"ap", "rename", "lobby", "Hall", "--no-wait"});
     EXPECT_EQ(ran.status, 0);
-    EXPECT_EQ(ran.out, "lobby (02:a9:51:00:00:10) has been asked for\n");
+    EXPECT_EQ(ran.out, "lobby (02:a9:51:00:00:10) will be told by the controller\n");
 }
 
 TEST_F(Change, a_controller_that_goes_away_behind_the_request_is_told_as_that)
@@ -288,9 +288,10 @@ TEST_F(Change, a_limit_that_no_read_shows_is_asked_for_and_not_waited_for)
     site.tells_ssids = false;
     const Ran ran = line({"ap", "limit", "lobby", "--ssid", "2", "--ssid", "0", "--clients", "9"});
     EXPECT_EQ(ran.status, 6);
-    EXPECT_EQ(ran.out, "lobby (02:a9:51:00:00:10) has been asked for; whether it took can't be seen, for this "
-                       "controller shows the limits of SSID 0 and SSID 8 alone\n"
-                       "lobby (02:a9:51:00:00:10) takes 9 clients on SSID 0 now\n");
+    EXPECT_EQ(ran.out,
+              "lobby (02:a9:51:00:00:10) will be told by the controller; whether it took can't be seen, for this "
+              "controller shows the limits of SSID 0 and SSID 8 alone\n"
+              "lobby (02:a9:51:00:00:10) takes 9 clients on SSID 0 now\n");
     EXPECT_EQ(body(44, 2), lobby + Bytes({0, 9}));
     EXPECT_EQ(line({"ap", "limit", "lobby", "--ssid", "2", "--clients", "9", "--no-wait"}).status, 0);
 }
