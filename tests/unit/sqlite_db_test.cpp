@@ -130,6 +130,24 @@ TEST_F(SqlWorld, closing_while_other_threads_run_statements_frees_no_handle_unde
     two.join();
 }
 
+TEST_F(SqlWorld, a_file_in_use_is_closed_only_when_its_last_user_is_done)
+{
+    std::thread closer;
+    {
+        const ac_db_use use(db);
+        closer = std::thread([] { sqlite_exit(); });
+        while (db.handle.load() != nullptr)
+            std::this_thread::yield(); // from here on the closer waits for us
+        for (int i = 0; i < 2000; i++)
+            EXPECT_EQ(sqlite3_exec(use.handle(), "select count(*) from ap_basic", nullptr, nullptr, nullptr),
+                      SQLITE_OK);
+        const ac_db_use late(db);
+        EXPECT_EQ(late.handle(), nullptr);
+    }
+    closer.join();
+    EXPECT_EQ(db.users.load(), 0);
+}
+
 static int pass_row(void*, const sql_row&)
 {
     return 0;
