@@ -482,7 +482,7 @@ TEST_F(SqlWorld, each_failing_creation_has_the_words_of_its_table)
         if (index != nullptr)
             expected += std::string("E|Create ") + index_what + " failue ,Error code:1,Reason:no such table: main." +
                         index + "\n";
-        EXPECT_EQ(lines_of([&] { EXPECT_EQ(create(), result); }), expected);
+        EXPECT_EQ(lines_of([&, create = create, result = result] { EXPECT_EQ(create(), result); }), expected);
     }
 }
 
