@@ -285,16 +285,52 @@ TEST_F(SqlFaultWorld, a_failed_count_of_ssids_is_a_line_and_never_doubles_them)
 {
     write_record();
     sqlite3_trace_v2(db.handle.load(), SQLITE_TRACE_STMT, break_the_count_of_ssids, nullptr);
-    const std::string printed = lines_of([&] { write_record(); });
+    const std::string printed =
+        lines_of([&] { EXPECT_EQ(sqlite_apconfig_update(CONFIG_SQL_WLRF, M1.data(), record), 255); });
     sqlite3_trace_v2(db.handle.load(), 0, nullptr, nullptr);
     sql_faults_clear();
     EXPECT_EQ(printed, "E|insert error ret=10,errmsg=disk I/O error\nE|insert error,ret=10,errmsg=disk I/O error\n");
     EXPECT_EQ(cell(db, "select count(*) from ap_ssid"), "2");
 }
 
+// Runs before each statement: the count of ap_basic can't read, the first time it comes.
+static int break_the_first_count_of_aps(unsigned, void* arg, void*, void* text)
+{
+    sql_faults_clear();
+    const bool count = strncmp(static_cast<const char*>(text), "select count(*) from ap_basic", 29) == 0;
+    if (count && (*static_cast<int*>(arg))++ == 0) sql_faults_read_after(0, SQLITE_IOERR_READ);
+    return 0;
+}
+
+TEST_F(SqlFaultWorld, after_a_failed_count_of_aps_ssids_are_written_only_beside_a_row_of_their_own)
+{
+    const std::string failed = "E|insert error ret=10,errmsg=disk I/O error\n";
+    const std::string refused = failed + "E|ap has no row, its ssids are not written\n";
+    const auto lines_without_first_count = [this](const std::function<void()>& action) {
+        int counts = 0;
+        sqlite3_trace_v2(db.handle.load(), SQLITE_TRACE_STMT, break_the_first_count_of_aps, &counts);
+        const std::string printed = lines_of(action);
+        sqlite3_trace_v2(db.handle.load(), 0, nullptr, nullptr);
+        sql_faults_clear();
+        return printed;
+    };
+    EXPECT_EQ(lines_without_first_count([&] { sqlite_apconfig_add(record); }), refused);
+    EXPECT_EQ(
+        lines_without_first_count([&] { EXPECT_EQ(sqlite_apconfig_update(CONFIG_SQL_WLRF, M1.data(), record), 255); }),
+        refused);
+    EXPECT_EQ(cell(db, "select count(*) from ap_ssid"), "0");
+    write_record();
+    record->info_basic.led_status = 5;
+    apconfig_find_wlbasic_node(&record->list_wl, 0)->wl_basic.client_number = 17;
+    EXPECT_EQ(lines_without_first_count([&] { sqlite_apconfig_add(record); }), failed);
+    EXPECT_EQ(rows(db, "select ledstatus from ap_basic"), (SqlRows{{"5"}})); // changed, not doubled
+    EXPECT_EQ(cell(db, "select client_number from ap_ssid where ssid_id=0"), "17");
+}
+
 TEST_F(SqlFaultWorld, handles_wait_for_other_processes)
 {
-    for (ac_db* file : {&db, &policy_db})
+    ASSERT_EQ(sqlite_logs_init(), 0);
+    for (ac_db* file : {&db, &policy_db, &db_logs})
         EXPECT_EQ(cell(*file, "pragma busy_timeout"), "200");
 }
 

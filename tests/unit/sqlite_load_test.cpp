@@ -191,6 +191,7 @@ TEST_F(SqlLoadWorld, radios_come_from_the_rows_of_ssid_0_and_8_alone)
     EXPECT_EQ(load(0), good_lines(1, 12));
     APCONFIG* ap = found(M1);
     ASSERT_EQ(count(ap->list_rf), 2);
+    EXPECT_EQ(apconfig_rf_of(ap->list_rf.next)->rf.channel, 108); // in reverse order as well
     EXPECT_EQ(apconfig_find_rf_node(&ap->list_rf, 0)->rf.channel, 100);
     EXPECT_EQ(apconfig_find_rf_node(&ap->list_rf, 1)->rf.channel, 108);
     EXPECT_EQ(text(ap->p_wl_rf_policy_name[0]), padded("rf7"));
@@ -276,8 +277,9 @@ TEST_F(SqlLoadWorld, texts_longer_than_their_fields_are_cut)
 {
     const std::string text_of_200 = "'" + std::string(200, 't') + "'";
     basic_row(M1, 1,
-              ",apname=" + text_of_200 + ",apname_len=200,version=" + text_of_200 + ",version_len=33,reboot_name=" +
-                  text_of_200 + ",mailName=" + text_of_200 + ",config_version='123',product_name=" + text_of_200);
+              ",apname=" + text_of_200 + ",apname_len=200,version=" + text_of_200 +
+                  ",version_len=33,reboot_name=" + text_of_200 + ",mailName=" + text_of_200 +
+                  ",mailPwd=" + text_of_200 + ",config_version='123',product_name=" + text_of_200);
     ssid_row(M1, "0",
              "ssid=" + text_of_200 + ",ssid_length=33,key=" + text_of_200 +
                  ",key_length=65,wl_basic_name=" + text_of_200 + ",qvlan_truck_port=" + text_of_200);
@@ -290,6 +292,7 @@ TEST_F(SqlLoadWorld, texts_longer_than_their_fields_are_cut)
     EXPECT_EQ(ap->info_basic.version.version_length, 32);
     EXPECT_EQ(text(ap->p_reboot_name), full);
     EXPECT_EQ(text(ap->info_event.mailName), padded(full, 33));
+    EXPECT_EQ(text(ap->info_event.mailPwd), padded(full, 33));
     EXPECT_EQ(text(ap->AP_config_version), "12");
     EXPECT_EQ(text(ap->product_name), full);
     const CONFIG_WL_BASIC& wl = apconfig_find_wlbasic_node(&ap->list_wl, 0)->wl_basic;
@@ -321,6 +324,7 @@ TEST_F(SqlLoadWorld, a_second_row_of_an_ap_replaces_the_first_and_shows_in_the_n
                          "*********************************don't delete it*******");
     EXPECT_EQ(found(M1)->info_basic.led_status, 2);
     EXPECT_EQ(g_acwtp_joined_ap_num, 1u);
+    EXPECT_TRUE(take_notes().empty()); // the rows stay
 }
 
 TEST_F(SqlLoadWorld, missing_ssid_rows_are_reported_and_nothing_is_cleared)
@@ -338,11 +342,12 @@ TEST_F(SqlLoadWorld, an_ssid_id_that_does_not_exist_is_passed_over)
 {
     basic_row(M1, 1);
     ssid_row(M1, "0");
-    for (const char* bad : {"12", "200", "-1", "256", "'99'"}) {
+    for (const int bad : {12, 200, -1, 256}) {
+        const std::string text = std::to_string(bad);
         run(db, "delete from ap_ssid where ssid_id!='0'");
-        ssid_row(M1, bad);
+        ssid_row(M1, text);
         const std::string printed = load(255);
-        EXPECT_NE(printed.find("E|ssid_id:"), std::string::npos) << bad;
+        EXPECT_NE(printed.find("E|ssid_id:" + text + "\n\n\n***"), std::string::npos) << bad;
         EXPECT_NE(printed.find("E|2,1********\n"), std::string::npos) << bad;
         EXPECT_EQ(count(found(M1)->list_wl), 1) << bad;
     }
@@ -399,6 +404,8 @@ TEST_F(SqlLoadWorld, an_ssid_without_a_mac_stops_the_load_at_its_row)
     basic_row(M1, 1);
     run(db, "insert into ap_ssid(ssid_id) values(0)");
     EXPECT_NE(load(255).find("Bad mac address ''\nE|load ap rf error\n"), std::string::npos);
+    basic_row(Mac{}, 1); // no AP can have what isn't an address, not even the one of zeros
+    EXPECT_NE(load(255).find("Bad mac address ''\nE|load ap rf error\n"), std::string::npos);
 }
 
 TEST_F(SqlLoadWorld, a_basic_table_of_another_width_loads_no_ap_and_skips_the_rest)
@@ -407,6 +414,10 @@ TEST_F(SqlLoadWorld, a_basic_table_of_another_width_loads_no_ap_and_skips_the_re
     ssid_row(M1, "0");
     run(db, "alter table ap_basic add column more int");
     EXPECT_EQ(load(255), "E|n_column:36,AP_BASIC_TABLE_COL_LEN:35\n"
+                         "E|load apconfig of basic error,Error code:4,Reason:query aborted\nE|");
+    EXPECT_EQ(g_acwtp_joined_ap_num, 0u);
+    run(db, "alter table ap_basic drop column more; alter table ap_basic drop column product_name");
+    EXPECT_EQ(load(255), "E|n_column:34,AP_BASIC_TABLE_COL_LEN:35\n"
                          "E|load apconfig of basic error,Error code:4,Reason:query aborted\nE|");
     EXPECT_EQ(g_acwtp_joined_ap_num, 0u);
 }
@@ -419,6 +430,9 @@ TEST_F(SqlLoadWorld, an_ssid_table_of_another_width_loads_no_ssid)
     EXPECT_EQ(load(255), "**********************apnum:1,2*************\n\nE|n_column:30,AP_WL_SSID_TABLE_COL_LEN:31"
                          "E|load apconfig of wl basic error,Error code:4,Reason:query aborted\nE|");
     EXPECT_NE(found(M1), nullptr);
+    run(db, "alter table ap_ssid add column one int; alter table ap_ssid add column two int");
+    EXPECT_NE(load(255).find("E|n_column:32,AP_WL_SSID_TABLE_COL_LEN:31E|"), std::string::npos);
+    EXPECT_TRUE(list_empty(&found(M1)->list_wl));
 }
 
 TEST_F(SqlLoadWorld, a_missing_table_ends_the_load_with_its_reason)
@@ -468,8 +482,9 @@ TEST_F(SqlLoadWorld, memory_missing_for_an_ssid_or_its_radio_ends_the_load_there
             EXPECT_EQ(load_apconfig_from_flash(), 255);
             ac_alloc_fail_after(-1);
         });
-        const char* words = after == 4 ? "E|wl basic config malloc error\n" : "E|wl rf config malloc error\n";
-        EXPECT_NE(printed.find(words), std::string::npos) << printed;
+        const std::string words = after == 4 ? "E|wl basic config malloc error\n" : "E|wl rf config malloc error\n";
+        const std::string ended = "E|load apconfig of wl basic error,Error code:4,Reason:query aborted\nE|";
+        EXPECT_NE(printed.find(words + ended), std::string::npos) << printed;
         EXPECT_EQ(count(found(M1)->list_wl), after == 4 ? 0 : 1);
     }
 }
@@ -536,6 +551,9 @@ TEST_F(SqlLoadWorld, a_product_table_of_another_width_is_refused)
     run(db, "alter table ap_product_info add column more int");
     EXPECT_EQ(lines_of([] { EXPECT_EQ(load_apconfig_ap_product(), 255); }),
               "E|ap_type column=8,MAX_LEN=7E|load_apconfig_ap_product error,Error code:4,Reason:query aborted\n");
+    run(db, "alter table ap_product_info drop column more; alter table ap_product_info drop column flag_old_crc");
+    EXPECT_EQ(lines_of([] { EXPECT_EQ(load_apconfig_ap_product(), 255); }),
+              "E|ap_type column=6,MAX_LEN=7E|load_apconfig_ap_product error,Error code:4,Reason:query aborted\n");
 }
 
 TEST_F(SqlLoadWorld, a_product_name_that_is_null_or_too_long_is_cut)

@@ -13,9 +13,9 @@ static std::string quoted(const std::string& text)
 
 TEST_F(TestWorld, each_quote_is_doubled_and_all_else_copied)
 {
-    char dst[11] = {};
-    EXPECT_EQ(encode_sql_ssid(reinterpret_cast<const UINT8*>("a'b'\""), 5, dst), dst);
-    EXPECT_STREQ(dst, "a''b''\"");
+    char dst[13] = {};
+    EXPECT_EQ(encode_sql_ssid(reinterpret_cast<const UINT8*>("a'b'\"\\"), 6, dst), dst);
+    EXPECT_STREQ(dst, "a''b''\"\\");
 }
 
 TEST_F(TestWorld, encoding_copies_the_given_length_zero_bytes_included)
@@ -78,6 +78,15 @@ TEST_F(TestWorld, a_text_that_fills_its_buffer_to_the_last_byte_is_whole)
     sql_text over(4);
     over.append("%s", "abcd");
     EXPECT_STREQ(over.c_str(), "abcd");
+}
+
+TEST_F(TestWorld, a_cleared_statement_is_empty)
+{
+    sql_text sql;
+    sql.append("%s", "delete");
+    sql.clear();
+    EXPECT_STREQ(sql.c_str(), "");
+    EXPECT_EQ(sql.length(), 0u);
 }
 
 TEST_F(TestWorld, a_statement_without_memory_turns_bad_and_is_never_cut)
