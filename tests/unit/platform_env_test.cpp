@@ -124,6 +124,14 @@ TEST_F(PlatformEnv, the_lan_interface_is_the_one_named)
     EXPECT_EQ(outcome.status, 0) << outcome.err;
 }
 
+TEST_F(PlatformEnv, an_interface_that_is_not_there_is_told_and_waited_for)
+{
+    const Outcome missing = in_process({{"AC_LAN_IF", "nosuch0"}}, [] {});
+    EXPECT_EQ(missing.status, 0);
+    EXPECT_EQ(missing.err, "AC_LAN_IF: no interface is called \"nosuch0\" now; waiting for it and its IPv4 address\n");
+    EXPECT_EQ(in_process({{"AC_LAN_IF", "lo"}}, [] {}).err, "");
+}
+
 TEST_F(PlatformEnv, an_interface_name_of_15_characters_passes_and_of_16_is_refused)
 {
     const Outcome outcome =

@@ -1,6 +1,7 @@
 #include "platform/host/host_env.h"
 
 #include <ifaddrs.h>
+#include <net/if.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -105,6 +106,9 @@ void read_lan_if(const char* value)
     if (length == 0 || length >= sizeof g_env.lan_if || strpbrk(value, "/ \t\n") != nullptr)
         refuse("AC_LAN_IF", value, "is no name of an interface");
     memcpy(g_env.lan_if, value, length + 1);
+    // It may come yet; the start waits for its address without a word.
+    if (if_nametoindex(value) == 0)
+        fprintf(stderr, "AC_LAN_IF: no interface is called \"%s\" now; waiting for it and its IPv4 address\n", value);
 }
 
 // --- AC_TIME_SCALE, AC_TIME_START ------------------------------------------------------------------------------------
