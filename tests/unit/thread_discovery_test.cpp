@@ -330,6 +330,19 @@ TEST_F(TestWorld, assembling_a_reply_refuses_null_arguments_and_nothing_else)
     });
 }
 
+TEST_F(TestWorld, neither_reserve_nor_crc_of_a_request_goes_into_its_reply)
+{
+    CLOUD_AP_UDP_PKT request = {};
+    request.ap_type = 1;
+    request.reserve = 7;
+    request.crc = 8;
+    CLOUD_AP_UDP_PKT reply = {};
+    (void)output_of([&] { EXPECT_EQ(assem_discvr_resp_pkt(&request, &reply), AC_RET_OK); });
+    EXPECT_EQ(reply.msg_type, 3);
+    EXPECT_EQ(reply.reserve, 0);
+    EXPECT_EQ(reply.crc, 0U);
+}
+
 TEST_F(TestWorld, a_request_with_another_packet_type_is_dropped_with_a_line_and_no_answer)
 {
     for (const unsigned int pkt_type : {0x5959U, 0x5A5AU, 0U}) {
