@@ -354,6 +354,23 @@ TEST_F(TestWorld, a_request_with_another_packet_type_is_dropped_with_a_line_and_
     }
 }
 
+// Reception lets neither through; the queue's consumer relies on nobody.
+TEST_F(TestWorld, a_foreign_vendor_or_another_message_in_the_discovery_queue_is_dropped_with_the_same_line)
+{
+    const JoiningAp ap = ap_of_type(7, 1);
+    Bytes foreign = ap.frame(2);
+    put16(foreign, 16, 0x8817);
+    for (const Bytes& bytes : {foreign, ap.frame(3), ap.frame(0x0102)}) {
+        CLOUD_AP_UDP_PKT pkt;
+        memcpy(static_cast<void*>(&pkt), bytes.data(), sizeof pkt);
+        const struct sockaddr_in from = {};
+        ASSERT_EQ(udp_discvr_skb_queue_in(ap.ip.data(), 5001, &from, &pkt), AC_RET_OK);
+        EXPECT_EQ(said(output_of([] { udp_discvr_skb_queue_out(); })), "recv msg is not ok.\n");
+        EXPECT_TRUE(sent().empty());
+        EXPECT_FALSE(ap.joined());
+    }
+}
+
 TEST_F(TestWorld, a_request_that_is_dropped_leaves_the_entry_of_its_ap_as_it_is)
 {
     JoiningAp ap(7);
