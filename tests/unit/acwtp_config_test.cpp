@@ -396,6 +396,18 @@ protected:
         static constexpr UINT8 ip[4] = {127, 0, 0, 1};
         return manage_apconfig_response(test_mac(1).data(), seq, msg_type, ip);
     }
+    // At most a minute of real time, so that a broken run ends.
+    void wait_for_the_mark()
+    {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+        while (!marked() && std::chrono::steady_clock::now() < end)
+            std::this_thread::yield();
+    }
+    bool marked()
+    {
+        ac_lock lock(g_apconfig_mutex);
+        return ap->restore != 0;
+    }
     void expect_still_online()
     {
         EXPECT_EQ(ap->status, AP_LINK_UP);
@@ -469,9 +481,7 @@ TEST_F(AcwtpConfigResponse, an_ap_that_leaves_is_counted_and_marked_before_its_a
     {
         ac_lock alarm_waits(acwtp_mutex);
         dispatch = std::thread([this] { respond(9, 5); });
-        const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
-        while (ac_load(ap->restore) == 0 && std::chrono::steady_clock::now() < end)
-            std::this_thread::yield();
+        std::thread([this] { wait_for_the_mark(); }).join(); // on a thread that holds no lock
         EXPECT_EQ(ac_load(wtp_online_num_count), 0);
         EXPECT_EQ(ac_load(ap->status), AP_LINK_DOWN);
         std::thread([&] { state = state_of(test_mac(1)); }).join();
