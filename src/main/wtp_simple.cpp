@@ -6,6 +6,7 @@
 #include "ac_mib/apconfig.h"
 #include "ac_mib/apconfig_update.h"
 #include "ac_wtp_protocol/ac_joined_list.h"
+#include "acwtp_msg/acwtp_msged.h"
 #include "common/ac_err.h"
 #include "common/ac_text.h"
 #include "common/ac_wire.h"
@@ -40,6 +41,9 @@ int simple_set(const AC_MSG_PKT* rev, std::size_t size, const char* function = _
     }
     if (apconfig_find(ap.macs.data()) == nullptr) return AC_RET_ERROR;
     const std::span<const UINT8> setting = ap.rest.first(size);
+    // This item goes out without a pause, or is dropped at once if its AP is down. The table has to change before that:
+    // an AP that joins in between would be up again by then, and neither be sent the setting nor be given it later.
+    ac_lock table_before_frame(g_msged_send_mutex);
     const AC_RET queued = wtp_item_queue(rev->ac_msg_type, ap, setting);
     if (queued != AC_RET_OK) {
         failed_at(function, line);

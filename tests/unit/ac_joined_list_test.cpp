@@ -204,6 +204,28 @@ TEST_F(TestWorld, an_insertion_copies_five_fields_and_sets_the_counters)
     EXPECT_EQ(got.hlist.pprev, nullptr);
 }
 
+TEST_F(TestWorld, an_insertion_into_a_slot_that_an_update_freed_starts_its_counters_anew)
+{
+    insert(7);
+    {
+        ac_lock lock(g_apjioned_mutex);
+        ACWTP_JOIN_LIST& used = g_online_list->online_list[0];
+        used.timeout_num = 3;
+        used.discover_num = 9;
+        used.echo_times = 2;
+        used.upgrade_timeout = 1;
+        used.config_timeout = 1;
+    }
+    update(7, UPDATE_STATUS, 0);
+    insert(8);
+    ASSERT_EQ(slot_of(8), 0);
+    EXPECT_EQ(slot(0).timeout_num, 0);
+    EXPECT_EQ(slot(0).discover_num, 1);
+    EXPECT_EQ(slot(0).echo_times, 0);
+    EXPECT_EQ(slot(0).upgrade_timeout, 0);
+    EXPECT_EQ(slot(0).config_timeout, 0);
+}
+
 TEST_F(TestWorld, an_insertion_arms_the_60_second_timer_of_its_slot)
 {
     insert(7);

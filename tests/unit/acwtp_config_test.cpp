@@ -19,15 +19,16 @@
 
 class AcwtpConfig : public ExchangeWorld {
 protected:
-    // The answer to a configuration request of AP 1, with the parsing result `flag`.
+    // The answer for AP 1 to a configuration request, whose header names another AP, with the parsing result `flag`.
     AC_RET answer(UINT16 proto, UINT16 ap_type, int flag, UINT16 msg_type = 8)
     {
-        const Bytes bytes = ApDatagram{.mac = test_mac(1),
+        const Bytes bytes = ApDatagram{.mac = test_mac(9),
                                        .msg_type = msg_type,
                                        .payload = {},
                                        .proto = proto,
                                        .seq = 0x0A0B,
                                        .ap_type = ap_type,
+                                       .pkt_type = 0x5859,
                                        .reserve = 0x1234}
                                 .bytes();
         CLOUD_AP_UDP_PKT request;
@@ -96,10 +97,10 @@ TEST_F(AcwtpConfig, an_accepted_configuration_is_answered_with_a_zero_byte)
     EXPECT_EQ(sent()[0].ip, "10.9.8.7");
     EXPECT_EQ(sent()[0].port, 5002);
     EXPECT_EQ(sent()[0].bytes, (Bytes{
-                                   0x02, 0x00, 0x00, 0x00, 0x00, 0x01, // MAC
+                                   0x02, 0x00, 0x00, 0x00, 0x00, 0x01, // the AP that is named, not the request's
                                    0x04, 0x00,                         // layout of the request
                                    0x0B, 0x0A,                         // number of the request
-                                   0x58, 0x58,                         // packet type of the request
+                                   0x59, 0x58,                         // packet type of the request
                                    0x00, 0x00,                         // reserve: not the request's
                                    0x07, 0x00,                         // product type of the request
                                    0x88, 0x17,                         // vendor
@@ -116,7 +117,7 @@ TEST_F(AcwtpConfig, a_refused_configuration_is_answered_with_a_byte_of_1_and_rep
     EXPECT_EQ(answer(4, 6, 1001), AC_RET_CONFIG_ERROR);
     EXPECT_EQ(answer(4, 6, 1), AC_RET_CONFIG_ERROR);
     ASSERT_EQ(sent().size(), 3U);
-    EXPECT_EQ(sent()[0].bytes, (Bytes{0x02, 0,    0,    0,    0, 0x01, 0x03, 0, 0x0B, 0x0A, 0x58, 0x58, 0, 0, 0x06,
+    EXPECT_EQ(sent()[0].bytes, (Bytes{0x02, 0,    0,    0,    0, 0x01, 0x03, 0, 0x0B, 0x0A, 0x59, 0x58, 0, 0, 0x06,
                                       0,    0x88, 0x17, 0x08, 0, 1,    0,    0, 0,    0,    0,    0,    0, 1}));
     EXPECT_EQ(sent()[1].bytes.back(), 1);
     EXPECT_EQ(sent()[2].bytes.back(), 1);
@@ -147,6 +148,18 @@ TEST_F(AcwtpConfig, a_frame_of_another_message_has_a_line_and_no_answer_its_sub_
     EXPECT_TRUE(sent().empty());
 }
 
+TEST_F(AcwtpConfig, a_report_of_another_layout_is_parsed_by_none_which_is_a_line_and_255)
+{
+    const Bytes bytes =
+        ApDatagram{.mac = test_mac(1), .msg_type = 8, .payload = report_two_radios("1"), .proto = 5}.bytes();
+    alignas(AC_UDP_SKB_INFO) UINT8 block[4096] = {};
+    auto* frame = reinterpret_cast<AC_UDP_SKB_INFO*>(block);
+    memcpy(static_cast<void*>(frame->udp_pkt()), bytes.data(), bytes.size());
+    EXPECT_EQ(printed([&] { EXPECT_EQ(config_parse_report(test_mac(1).data(), frame), AC_RET_ERROR); }),
+              "! proto_type:05");
+    EXPECT_EQ(apconfig_find(test_mac(1).data()), nullptr);
+}
+
 TEST_F(AcwtpConfig, a_request_of_another_layout_is_not_answered)
 {
     for (const UINT16 proto : {UINT16{0}, UINT16{2}, UINT16{5}})
@@ -161,7 +174,7 @@ TEST_F(AcwtpConfig, a_request_of_another_layout_is_not_answered)
 static Bytes expected_reply(UINT8 proto, UINT8 ap_type, UINT8 length_low, UINT8 length_high, std::size_t length)
 {
     Bytes frame = zeros(length);
-    put(frame, 0, {0x02, 0x00, 0x00, 0x00, 0x00, 0x01, proto, 0x00, 0x0B, 0x0A, 0x58, 0x58, 0x00, 0x00});
+    put(frame, 0, {0x02, 0x00, 0x00, 0x00, 0x00, 0x01, proto, 0x00, 0x0B, 0x0A, 0x59, 0x58, 0x00, 0x00});
     put(frame, 14, {ap_type, 0x00, 0x88, 0x17, 0x08, 0x00, length_low, length_high, 0x00, 0x00});
     put(frame, 28, {'4', '2'});
     put(frame, 30, {0x01});                             // led
@@ -291,6 +304,19 @@ TEST_F(AcwtpConfig, a_record_with_fewer_nodes_than_its_product_leaves_zeros_in_t
     EXPECT_EQ(Bytes(frame.begin() + 188 + 11 * 110, frame.end()), zeros(118));
 }
 
+TEST_F(AcwtpConfig, a_record_with_more_nodes_than_its_product_gives_as_many_as_the_product_has)
+{
+    full_record(7)->ap_type = 6; // two radios and 12 SSIDs for one and 8
+    EXPECT_EQ(answer(4, 6, 3), AC_RET_OK);
+    Bytes expected = expected_reply(4, 6, 0xFC, 0x03, 28 + 1020);
+    put(expected, 132, RADIO_0);
+    put_ssids(expected, 160, 8);
+    put(expected, 160 + 7 * 110 + 4, {0, 0}); // VLAN and key are the twelfth's, which has no place
+    put(expected, 160 + 7 * 110 + 39, zeros(68));
+    ASSERT_EQ(sent().size(), 1U);
+    EXPECT_EQ(sent()[0].bytes, expected);
+}
+
 TEST_F(AcwtpConfig, the_radios_and_ssids_of_the_records_product_count_not_those_of_the_request)
 {
     full_record(6);
@@ -314,29 +340,34 @@ TEST_F(AcwtpConfig, a_full_configuration_without_a_mac_or_a_record_has_a_line_an
     EXPECT_TRUE(sent().empty());
 }
 
+static PRODUCT_AP product_of(UINT16 ap_type, UINT8 radios, UINT8 ssids)
+{
+    PRODUCT_AP product = {};
+    product.ap_name[0] = 'a';
+    product.product_id = 1;
+    product.ssid_num_24g = ssids;
+    product.rf_num = radios;
+    product.ap_type = ap_type;
+    return product;
+}
+
 TEST_F(AcwtpConfig, a_full_configuration_of_a_product_without_radios_or_ssids_is_not_built)
 {
-    make_record(test_mac(1), 62, AP_LINK_DOWN); // an empty row
-    EXPECT_EQ(printed([&] { EXPECT_EQ(answer(4, 7, 3), AC_RET_ERROR); }), "");
+    const PRODUCT_AP no_radios = product_of(120, 0, 8);
+    const PRODUCT_AP no_ssids = product_of(121, 1, 0);
+    ASSERT_TRUE(acwtp_product_fill(&no_radios) && acwtp_product_fill(&no_ssids));
+    for (const UINT16 ap_type : {UINT16{62}, UINT16{120}, UINT16{121}}) { // 62 is an empty row
+        make_record(test_mac(1), ap_type, AP_LINK_DOWN);
+        EXPECT_EQ(printed([&] { EXPECT_EQ(answer(4, ap_type, 3), AC_RET_ERROR); }), "");
+        apconfig_mib_node_del(test_mac(1).data(), 0);
+    }
     EXPECT_TRUE(sent().empty());
 }
 
 TEST_F(AcwtpConfig, a_full_configuration_of_more_radios_or_ssids_than_an_ap_can_have_is_not_built)
 {
-    const PRODUCT_AP many_ssids = {.ap_name = {'a'},
-                                   .product_id = 1,
-                                   .ssid_num_24g = 13,
-                                   .ssid_num_5g = 0,
-                                   .rf_num = 1,
-                                   .flag_old_crc = 0,
-                                   .ap_type = 120,
-                                   .image_name = {},
-                                   .flag_image_file_using = 0,
-                                   .checked_image_file_using = 0};
-    PRODUCT_AP many_radios = many_ssids;
-    many_radios.ap_type = 121;
-    many_radios.ssid_num_24g = 8;
-    many_radios.rf_num = 3;
+    const PRODUCT_AP many_ssids = product_of(120, 1, 13);
+    const PRODUCT_AP many_radios = product_of(121, 3, 8);
     ASSERT_TRUE(acwtp_product_fill(&many_ssids) && acwtp_product_fill(&many_radios));
     for (const UINT16 ap_type : {UINT16{120}, UINT16{121}}) {
         make_record(test_mac(1), ap_type, AP_LINK_DOWN);
@@ -364,6 +395,18 @@ protected:
     {
         static constexpr UINT8 ip[4] = {127, 0, 0, 1};
         return manage_apconfig_response(test_mac(1).data(), seq, msg_type, ip);
+    }
+    // At most a minute of real time, so that a broken run ends.
+    void wait_for_the_mark()
+    {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+        while (!marked() && std::chrono::steady_clock::now() < end)
+            std::this_thread::yield();
+    }
+    bool marked()
+    {
+        ac_lock lock(g_apconfig_mutex);
+        return ap->restore != 0;
     }
     void expect_still_online()
     {
@@ -438,9 +481,7 @@ TEST_F(AcwtpConfigResponse, an_ap_that_leaves_is_counted_and_marked_before_its_a
     {
         ac_lock alarm_waits(acwtp_mutex);
         dispatch = std::thread([this] { respond(9, 5); });
-        const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
-        while (ac_load(ap->restore) == 0 && std::chrono::steady_clock::now() < end)
-            std::this_thread::yield();
+        std::thread([this] { wait_for_the_mark(); }).join(); // on a thread that holds no lock
         EXPECT_EQ(ac_load(wtp_online_num_count), 0);
         EXPECT_EQ(ac_load(ap->status), AP_LINK_DOWN);
         std::thread([&] { state = state_of(test_mac(1)); }).join();

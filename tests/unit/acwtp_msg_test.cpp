@@ -101,6 +101,17 @@ TEST_F(AcwtpMsg, the_door_wakes_the_initial_thread_once_also_for_an_item_that_it
     EXPECT_EQ(waiting().size(), 4U);
 }
 
+TEST_F(AcwtpMsg, the_door_adds_at_the_end_that_its_flag_says)
+{
+    queue({.type = 1, .msg = {7}}, MSG_ADD_TAIL);
+    queue({.type = 2, .msg = {7}}, MSG_ADD_HEAD);
+    queue({.type = 3, .msg = {7}}, MSG_ADD_TAIL);
+    ASSERT_EQ(waiting().size(), 3U);
+    EXPECT_EQ(waiting()[0].type, 2);
+    EXPECT_EQ(waiting()[1].type, 1);
+    EXPECT_EQ(waiting()[2].type, 3);
+}
+
 TEST_F(AcwtpMsg, only_the_protocols_signal_posts)
 {
     acwtp_send_signal_semaphore(ACWTP_SIGNAL_SEND_MSG);
@@ -206,10 +217,10 @@ TEST_F(AcwtpMsg, an_internal_event_is_never_split)
 TEST_F(AcwtpMsg, work_for_all_aps_is_never_split)
 {
     const Bytes msg = text("a payload that no MACs stand in front of", 700);
-    add({.type = 3, .msg = msg, .ap_num = 300, .num_flag = 1});
+    add({.type = 3, .msg = msg, .ap_num = 300, .num_flag = 7});
     ASSERT_EQ(waiting().size(), 1U);
     EXPECT_EQ(waiting()[0].ap_num, 300);
-    EXPECT_EQ(waiting()[0].num_flag, 1);
+    EXPECT_EQ(waiting()[0].num_flag, 7);
     EXPECT_EQ(waiting()[0].msg, msg);
 }
 

@@ -130,6 +130,22 @@ TEST_F(AcwtpMsged, no_item_no_bytes_no_ap_or_too_few_bytes_are_refused_with_a_li
     EXPECT_TRUE(outstanding().empty());
 }
 
+TEST_F(AcwtpMsged, a_message_to_all_without_bytes_or_aps_is_refused_though_it_has_a_buffer)
+{
+    up(1, 1);
+    const Work work{.type = 3, .msg = {7}, .num_flag = 1};
+    ACWTP_MSG_TABLE no_bytes = work.table();
+    no_bytes.length = 0;
+    ACWTP_MSG_TABLE no_aps = work.table();
+    no_aps.ap_num = 0;
+    EXPECT_EQ(printed([&] {
+                  EXPECT_EQ(acwtp_msged_list_add(&no_bytes, 0, MSG_ADD_TAIL), AC_RET_NULL_POINTER);
+                  EXPECT_EQ(acwtp_msged_list_add(&no_aps, 0, MSG_ADD_TAIL), AC_RET_NULL_POINTER);
+              }),
+              std::string(REFUSED) + REFUSED);
+    EXPECT_TRUE(outstanding().empty());
+}
+
 TEST_F(AcwtpMsged, the_recording_of_a_sent_item_passes_a_refusal_on_with_a_line)
 {
     up(1, 1);
@@ -274,6 +290,10 @@ TEST_F(AcwtpMsged, a_record_without_macs_can_not_become_work)
     ACWTP_MSGED_QUEUE empty = {};
     empty.ap_num = 1;
     INIT_LIST_HEAD(&empty.mac);
+    EXPECT_EQ(printed([&] { EXPECT_EQ(acwtp_msged_list_backto_unmsg(&empty, MSG_ADD_TAIL), AC_RET_NULL_POINTER); }),
+              "! mac empty,Add new node failed.\n");
+    empty.ap_num = 0;
+    empty.length = 1;
     EXPECT_EQ(printed([&] { EXPECT_EQ(acwtp_msged_list_backto_unmsg(&empty, MSG_ADD_TAIL), AC_RET_NULL_POINTER); }),
               "! mac empty,Add new node failed.\n");
 }
@@ -445,12 +465,13 @@ TEST_F(AcwtpMsged, giving_up_on_an_ap_whose_record_is_gone_does_nothing_for_it)
 TEST_F(AcwtpMsged, giving_up_on_a_firmware_command_marks_the_upgrade_as_failed_and_no_more)
 {
     APCONFIG* ap = make_record(test_mac(1), 7, AP_UPGRAD_RCV_WAIT, "7");
-    up(2, 1);
+    up(2, 2);
     join_running(test_mac(1));
-    recorded(2, 5, 5, 0x0209); // the low byte is the request
+    recorded(3, 5, 5, 0x0209); // the low byte is the request
     apconfig_mib_node_del(test_mac(2).data(), 0);
     EXPECT_EQ(printed([] { msged_timeout(5); }), "! send MAX times aready,quit.\n");
     EXPECT_EQ(ap->status, AP_UPGRAD_FAILED);
+    EXPECT_EQ(apconfig_find(test_mac(3).data())->status, AP_UPGRAD_FAILED);
     EXPECT_EQ(version_of(ap), "7");
     EXPECT_EQ(state_of(test_mac(1)), AC_RUNNING);
     EXPECT_TRUE(waiting().empty());

@@ -114,6 +114,12 @@ TEST_F(AcwtpRunning, a_changed_source_goes_to_the_record)
     const UINT8 source[4] = {10, 2, 3, 4};
     EXPECT_EQ(memcmp(node->ip, source, 4), 0);
     EXPECT_EQ(node->port, 7000);
+    node->port = 7001; // a new port at the old address
+    handle(1);
+    EXPECT_EQ(node->port, 7000);
+    node->ip[3] = 5; // and the other way round
+    handle(1);
+    EXPECT_EQ(memcmp(node->ip, source, 4), 0);
 }
 
 TEST_F(AcwtpRunning, a_portal_check_leaves_the_record_s_address)

@@ -1,6 +1,7 @@
 // The life of an AP from first contact to running and back: every transition, driven by frames and ticks.
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <functional>
 #include <thread>
 
@@ -672,6 +673,33 @@ TEST_F(RunningAp, an_ap_that_restarts_is_torn_down_before_it_is_answered)
         (void)output_of([&] { ap.discover(); });
         EXPECT_EQ(looks, 1);
         g_at_send = [] {};
+    }
+}
+
+// The alarm is held up, so that what stands before and behind it can be told apart.
+TEST_F(RunningAp, an_ap_that_restarts_is_marked_before_its_alarm_and_counted_and_deleted_behind_it)
+{
+    for (const int state : {AC_RUNNING, AC_UPGRADE}) {
+        (void)output_of([&] {
+            ap.join();
+            update_wtp_jioned_list_status(ap.mac.data(), state, UPDATE_CURRENT_STATUS);
+            const APCONFIG* record = apconfig_find(ap.mac.data());
+            int seen = -1;
+            std::thread discovery;
+            {
+                ac_lock alarm_waits(acwtp_mutex);
+                discovery = std::thread([&] { ap.discover(); });
+                const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+                while (ac_load(record->status) != AP_LINK_DOWN && std::chrono::steady_clock::now() < end)
+                    std::this_thread::yield();
+                EXPECT_EQ(online(), 1);
+                std::thread([&] { seen = ap.state(); }).join();
+            }
+            discovery.join();
+            EXPECT_EQ(seen, state);
+        });
+        EXPECT_EQ(online(), 0);
+        EXPECT_EQ(ap.state(), AC_CONFIG_UPGRADE);
     }
 }
 

@@ -1,11 +1,14 @@
 #include "libc_stub.h"
 
+#include <semaphore.h>
+
 #include <cerrno>
 
 namespace {
 
 unsigned long g_refused = 0;
 std::vector<std::pair<int, int>> g_mallopt_calls;
+std::function<void()> g_after_post;
 
 } // namespace
 
@@ -19,11 +22,18 @@ const std::vector<std::pair<int, int>>& mallopt_calls()
     return g_mallopt_calls;
 }
 
+void after_next_sem_post(std::function<void()> action)
+{
+    g_after_post = std::move(action);
+}
+
 // The linker leads every call of the daemon's objects here (--wrap). The daemon's ioctls all take a pointer.
 extern "C" int __real_ioctl(int fd, unsigned long request, void* argument);
 extern "C" int __wrap_ioctl(int fd, unsigned long request, void* argument);
 extern "C" int __real_mallopt(int parameter, int value);
 extern "C" int __wrap_mallopt(int parameter, int value);
+extern "C" int __real_sem_post(sem_t* sem);
+extern "C" int __wrap_sem_post(sem_t* sem);
 
 int __wrap_ioctl(int fd, unsigned long request, void* argument)
 {
@@ -36,4 +46,13 @@ int __wrap_mallopt(int parameter, int value)
 {
     g_mallopt_calls.emplace_back(parameter, value);
     return __real_mallopt(parameter, value);
+}
+
+int __wrap_sem_post(sem_t* sem)
+{
+    const int result = __real_sem_post(sem);
+    if (!g_after_post) return result;
+    const std::function<void()> action = std::exchange(g_after_post, nullptr);
+    action();
+    return result;
 }

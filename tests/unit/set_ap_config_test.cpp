@@ -242,6 +242,14 @@ TEST_F(SetApConfig, of_several_aps_the_unknown_and_the_down_get_a_line_and_the_o
     EXPECT_EQ(sent()[1].bytes[5], 4);
 }
 
+TEST_F(SetApConfig, of_several_aps_any_status_but_down_is_sent_to)
+{
+    for (UINT8 status = AP_LINK_UP; status <= AP_UPGRAD_FAILED; status++)
+        make_record(test_mac(status), 7, status);
+    EXPECT_EQ(printed([&] { send({.type = 3, .msg = mac_run(1, 6) + Bytes{7}, .ap_num = 6}); }), "");
+    EXPECT_EQ(sent().size(), 6U);
+}
+
 TEST_F(SetApConfig, several_aps_of_which_none_can_be_sent_to_are_refused_with_one_more_line)
 {
     make_record(test_mac(1), 7, AP_LINK_DOWN);

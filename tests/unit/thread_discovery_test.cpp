@@ -330,12 +330,42 @@ TEST_F(TestWorld, assembling_a_reply_refuses_null_arguments_and_nothing_else)
     });
 }
 
+TEST_F(TestWorld, neither_reserve_nor_crc_of_a_request_goes_into_its_reply)
+{
+    CLOUD_AP_UDP_PKT request = {};
+    request.ap_type = 1;
+    request.reserve = 7;
+    request.crc = 8;
+    CLOUD_AP_UDP_PKT reply = {};
+    (void)output_of([&] { EXPECT_EQ(assem_discvr_resp_pkt(&request, &reply), AC_RET_OK); });
+    EXPECT_EQ(reply.msg_type, 3);
+    EXPECT_EQ(reply.reserve, 0);
+    EXPECT_EQ(reply.crc, 0U);
+}
+
 TEST_F(TestWorld, a_request_with_another_packet_type_is_dropped_with_a_line_and_no_answer)
 {
     for (const unsigned int pkt_type : {0x5959U, 0x5A5AU, 0U}) {
         JoiningAp ap = ap_of_type(7, 1);
         ap.pkt_type = pkt_type;
         EXPECT_EQ(said(output_of([&] { ap.discover(); })), "recv msg is not ok.\n");
+        EXPECT_TRUE(sent().empty());
+        EXPECT_FALSE(ap.joined());
+    }
+}
+
+// Reception lets neither through; the queue's consumer relies on nobody.
+TEST_F(TestWorld, a_foreign_vendor_or_another_message_in_the_discovery_queue_is_dropped_with_the_same_line)
+{
+    const JoiningAp ap = ap_of_type(7, 1);
+    Bytes foreign = ap.frame(2);
+    put16(foreign, 16, 0x8817);
+    for (const Bytes& bytes : {foreign, ap.frame(3), ap.frame(0x0102)}) {
+        CLOUD_AP_UDP_PKT pkt;
+        memcpy(static_cast<void*>(&pkt), bytes.data(), sizeof pkt);
+        const struct sockaddr_in from = {};
+        ASSERT_EQ(udp_discvr_skb_queue_in(ap.ip.data(), 5001, &from, &pkt), AC_RET_OK);
+        EXPECT_EQ(said(output_of([] { udp_discvr_skb_queue_out(); })), "recv msg is not ok.\n");
         EXPECT_TRUE(sent().empty());
         EXPECT_FALSE(ap.joined());
     }

@@ -432,6 +432,25 @@ TEST_F(ReceptionSocket, what_the_socket_holds_is_taken)
     }
 }
 
+TEST_F(ReceptionSocket, the_consumers_of_what_was_taken_are_woken_and_no_other)
+{
+    const ApFrame running;
+    ApFrame discovery;
+    discovery.msg_type = 2;
+    ApFrame foreign;
+    foreign.vendor = 0x8817;
+    const auto woken_by = [this](const std::vector<ApFrame>& frames) {
+        for (const ApFrame& frame : frames)
+            arrive(frame.bytes());
+        (void)output_of([] { manage_receive_once(); });
+        return std::pair(posts_of(&udp_discvr_sem_sig) > 0, posts_of(&udp_sem_sig) > 0);
+    };
+    EXPECT_EQ(woken_by({running, running}), std::pair(false, true));
+    EXPECT_EQ(woken_by({discovery, foreign}), std::pair(true, false));
+    EXPECT_EQ(woken_by({running, discovery}), std::pair(true, true));
+    EXPECT_EQ(woken_by({foreign}), std::pair(false, false));
+}
+
 TEST_F(ReceptionSocket, an_empty_datagram_is_passed_over)
 {
     arrive({});

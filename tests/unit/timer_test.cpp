@@ -203,12 +203,16 @@ TEST_F(TestWorld, a_running_timer_sees_that_it_was_cancelled_and_the_next_one_do
     EXPECT_FALSE(g_seen_before);
     EXPECT_TRUE(g_seen_after);
     EXPECT_FALSE(echo_timer_cancelled());
+    acwtp_echo_timeout(cancels_itself, &g_one, 0, 0);
+    EXPECT_EQ(run_due(), Ran{});
+    EXPECT_FALSE(echo_timer_cancelled()) << "none is running";
 }
 
 static void cancels_another(void*)
 {
     acwtp_echo_untimeout(note, &g_one);
     acwtp_echo_untimeout(cancels_another, &g_one); // same function, another argument
+    acwtp_echo_untimeout(note, &g_two);            // another function, same argument
     g_seen_after = echo_timer_cancelled();
 }
 
@@ -315,6 +319,20 @@ TEST_F(TestWorld, a_tick_ages_the_offline_aps_after_the_scan)
     ac_clock_advance(60);
     (void)output_of([] { echo_timer_tick(); });
     EXPECT_EQ(ac_load(g_acwtp_joined_ap_num), 2000U);
+}
+
+TEST_F(TestWorld, the_first_trim_of_the_heap_comes_with_the_1999th_tick)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            for (int i = 0; i < ACWTP_TRIM_TICKS - 2; i++)
+                echo_timer_tick();
+            const int early = g_trims;
+            echo_timer_tick();
+            _exit(early == 0 && g_trims == 1 ? 0 : 9);
+        },
+        testing::ExitedWithCode(0), "");
 }
 
 TEST_F(TestWorld, the_heap_is_trimmed_when_the_count_of_ticks_that_starts_at_1_reaches_2000)

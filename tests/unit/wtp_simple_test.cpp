@@ -1,10 +1,17 @@
 // Small changes to one AP, and the deletion of APs.
 #include "main/wtp_simple.h"
 
+#include <atomic>
+#include <chrono>
+#include <thread>
+
 #include "ac_mib/sql_flash_queue.h"
 #include "ac_wtp_protocol/ac_joined_list.h"
+#include "acwtp_msg/acwtp_msged.h"
 #include "common/ac_alloc.h"
+#include "common/ac_atomic.h"
 #include "common/config_ap_type.h"
+#include "libc_stub.h"
 #include "wtp_kit.h"
 
 using namespace apconfig_test;
@@ -269,6 +276,53 @@ TEST_F(WtpSimple, an_ssid_or_radio_that_the_ap_lacks_is_a_line_and_the_note_is_q
     EXPECT_EQ(lines_of([&] { EXPECT_EQ(limit({0x02, 0, 0, 0, 0, 1, 12, 17}), 0); }), "E|node is not exited\n");
     EXPECT_EQ(lines_of([&] { EXPECT_EQ(channel({0x02, 0, 0, 0, 0, 1, 7, 2, 149}), 0); }), "E|node is not exited\n");
     EXPECT_EQ(take_notes().size(), 2u);
+}
+
+namespace {
+
+// The initial thread at the moment at which an item has been queued: on until it is done with it, or waits for the
+// thread that queued it.
+class InitialThread {
+public:
+    void start()
+    {
+        thread_ = std::thread([this] {
+            acprotocol_signal_handle();
+            done_ = true;
+        });
+        const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+        while (!done_ && !waits() && std::chrono::steady_clock::now() < end)
+            std::this_thread::yield();
+    }
+    void join() { thread_.join(); }
+
+private:
+    static bool waits() { return g_msged_send_mutex.waiting[0] + g_msged_send_mutex.waiting[1] > 0; }
+    std::thread thread_;
+    std::atomic<bool> done_{false};
+};
+
+} // namespace
+
+TEST_F(WtpSimple, a_setting_for_an_ap_that_comes_back_at_that_moment_is_sent_to_it_or_waits_for_its_next_join)
+{
+    const Bytes bodies[] = {{0x02, 0, 0, 0, 0, 1, 9, 17}, {0x02, 0, 0, 0, 0, 1, 1, 2, 149}};
+    for (const Bytes& body : bodies) {
+        APCONFIG* node = ap(AP_LINK_DOWN, "0");
+        InitialThread initial;
+        after_next_sem_post([&] {
+            initial.start();
+            ac_store(node->status, UINT8{AP_LINK_UP}); // its report has been taken, with the old setting
+        });
+        (void)lines_of([&] {
+            EXPECT_EQ(body.size() == 8 ? limit(body) : channel(body), 0);
+            initial.join();
+        });
+        EXPECT_TRUE(sent().size() == 1 || version_of(node) == "1");
+        sent().clear();
+        acwtp_msged_list_del_all();
+        apconfig_mib_node_del(test_mac(1).data(), 0);
+    }
 }
 
 // --- deletion --------------------------------------------------------------------------------------------------------
