@@ -137,10 +137,12 @@ TEST_F(AcmsgHandleSocket, the_setting_of_the_time_changes_its_number)
 {
     EXPECT_EQ(acwtp_msg_assem(CGI_MSG, Message(83, {}).get()), AC_RET_OK);
     EXPECT_EQ(acwtp_msg_assem(CGI_MSG, Message(82, {}).get()), AC_RET_OK);
+    EXPECT_EQ(acwtp_msg_assem(CGI_MSG, Message(0x0153, {}).get()), AC_RET_OK);
     const std::vector<WorkItem> items = take_items();
-    ASSERT_EQ(items.size(), 2U);
+    ASSERT_EQ(items.size(), 3U);
     EXPECT_EQ(items[0].type, 38);
     EXPECT_EQ(items[1].type, 82);
+    EXPECT_EQ(items[2].type, 0x0153) << "all 16 bits are compared";
 }
 
 TEST_F(AcmsgHandleSocket, no_request_gives_255_and_no_memory_1001)
@@ -385,6 +387,25 @@ TEST_F(AcmsgHandleSocket, a_response_that_fails_stops_no_work)
                   NOT_SENT);
         EXPECT_EQ(g_runs, 1);
     }
+}
+
+namespace {
+
+int retire_a_record(int, const AC_MSG_PKT*)
+{
+    ac_retire(ac_record_alloc(8));
+    EXPECT_EQ(ac_retired_sweep(), 1U) << "the handler may still hold it";
+    return 0;
+}
+
+} // namespace
+
+TEST_F(AcmsgHandleSocket, no_record_is_freed_while_a_handler_runs)
+{
+    ASSERT_EQ(ac_retired_sweep(), 0U);
+    const Connection connection;
+    EXPECT_EQ(acmsg_run_row(connection.fd(), {10, "", ACMSG_NONE, retire_a_record}, Message(10, {}).get()), 0);
+    EXPECT_EQ(ac_retired_sweep(), 0U);
 }
 
 // --- whole requests --------------------------------------------------------------------------------------------------
