@@ -10,6 +10,7 @@
 #include "common/config_ap_type.h"
 #include "control_kit.h"
 #include "main/acmsg_requests.h"
+#include "platform/ac_clock.h"
 
 namespace {
 
@@ -461,6 +462,19 @@ TEST_F(AcmsgHandleSocket, a_body_without_memory_is_answered_first_and_read_off_t
     EXPECT_EQ(connection.answer(), control_head(8, 0));
     EXPECT_TRUE(connection.unread().empty());
     EXPECT_TRUE(take_items().empty());
+}
+
+TEST_F(AcmsgHandleSocket, the_answer_does_not_wait_for_a_body_that_is_not_kept)
+{
+    const Connection connection;
+    const Bytes request = control_head(7, INT_MAX, 1); // and nothing more, with the connection open
+    ASSERT_EQ(write(connection.client(), request.data(), request.size()), 20);
+    const std::int64_t asked = ac_monotonic_us();
+    std::int64_t answered = 0;
+    io_before_send([&] { answered = ac_monotonic_us(); });
+    EXPECT_EQ(acmsg_handle_socket(connection.fd()), AC_RET_NULL_POINTER);
+    EXPECT_EQ(connection.answer(), control_head(8, 0));
+    EXPECT_EQ(answered, asked);
 }
 
 TEST_F(AcmsgHandleSocket, more_aps_than_the_body_names_are_answered_and_refused_by_the_queue)
