@@ -183,7 +183,10 @@ TEST_F(AcmsgHandleSocket, a_body_that_did_not_come_with_its_header_is_never_queu
 TEST_F(AcmsgHandleSocket, do_cgi_data_answers_and_then_queues)
 {
     Connection connection;
+    bool queued_at_the_answer = true;
+    io_before_send([&] { queued_at_the_answer = !take_items().empty(); });
     EXPECT_EQ(do_cgi_data(connection.fd(), Message(0x0107, mac_bytes({1}), 1).get()), AC_RET_OK);
+    EXPECT_FALSE(queued_at_the_answer);
     EXPECT_EQ(connection.answer(), control_head(8, 0));
     const std::vector<WorkItem> items = take_items();
     ASSERT_EQ(items.size(), 1U);

@@ -3,6 +3,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "io_stub.h"
 #include "main/acmsg_handle_socket.h"
 
 using namespace apconfig_test;
@@ -60,6 +61,14 @@ Bytes WtpWorld::exchange(int type, int ap_num, const Bytes& body, int action, in
     const Bytes reply = read_all(ends[1]);
     close(ends[1]);
     return reply;
+}
+
+int WtpWorld::work_at_the_answer(int type, int ap_num, const Bytes& body)
+{
+    int work = -1;
+    io_before_send([&] { work = static_cast<int>(take_items().size()); });
+    EXPECT_EQ(exchange(type, ap_num, body).size(), 20u);
+    return work;
 }
 
 Bytes WtpWorld::macs(std::initializer_list<int> numbers)

@@ -5,6 +5,7 @@
 #include "ac_wtp_protocol/ac_joined_list.h"
 #include "common/ac_alloc.h"
 #include "common/config_ap_type.h"
+#include "io_stub.h"
 #include "wtp_kit.h"
 
 using namespace apconfig_test;
@@ -128,7 +129,7 @@ TEST_F(WtpSimple, a_name_is_answered_before_the_work)
 {
     EXPECT_EQ(exchange(SET_AP_REMARK_REQ, 1, named("lobby")), response_to(10)) << "an unknown AP is answered too";
     ap();
-    EXPECT_EQ(exchange(SET_AP_REMARK_REQ, 1, named("lobby")), response_to(10));
+    EXPECT_EQ(work_at_the_answer(SET_AP_REMARK_REQ, 1, named("lobby")), 0);
     EXPECT_EQ(take_items().size(), 1u);
 }
 
@@ -163,6 +164,15 @@ TEST_F(WtpSimple, a_channel_goes_to_the_ap_and_into_the_table)
     EXPECT_EQ(rf.channel, 149);
     EXPECT_EQ(rf.expand_channel, 2);
     EXPECT_EQ(take_notes(), (std::vector<FlashNote>{{CONFIG_SQL_CHANNEL, 1, test_mac(1)}}));
+}
+
+TEST_F(WtpSimple, limit_and_channel_are_answered_before_the_work)
+{
+    ap();
+    EXPECT_EQ(work_at_the_answer(SET_AP_CLI_LIMIT, 1, {0x02, 0, 0, 0, 0, 1, 9, 17}), 0);
+    EXPECT_EQ(take_items().size(), 1u);
+    EXPECT_EQ(work_at_the_answer(SET_AP_CHANNEL, 1, {0x02, 0, 0, 0, 0, 1, 1, 2, 149}), 0);
+    EXPECT_EQ(take_items().size(), 1u);
 }
 
 TEST_F(WtpSimple, limit_and_channel_are_for_exactly_one_ap_and_need_all_their_bytes)
@@ -279,6 +289,9 @@ TEST_F(WtpSimple, a_deletion_is_answered_before_the_work)
 {
     EXPECT_EQ(exchange(DELETE_AP_REQ, 0, {}), response_to(16));
     ap();
+    bool known_at_the_answer = false;
+    io_before_send([&] { known_at_the_answer = known(1); });
     EXPECT_EQ(exchange(DELETE_AP_REQ, 1, macs({1})), response_to(16));
+    EXPECT_TRUE(known_at_the_answer);
     EXPECT_FALSE(known(1));
 }
