@@ -490,6 +490,13 @@ TEST_F(WtpAdvance, deleted_names_leave_four_of_the_five_tables)
     EXPECT_EQ(cell(policy_db, "select name from qvlan_policy"), "floor");
 }
 
+TEST_F(WtpAdvance, names_are_deleted_also_where_nobody_takes_the_answer)
+{
+    const WtpRequest request = wtp_request(SET_ADVANCE_POLICY_REQ, 1, name32("night"));
+    EXPECT_EQ(lines_of([&] { EXPECT_EQ(del_advance_policy(-1, request.get()), 0); }), "E|send response error\n");
+    EXPECT_EQ(cell(policy_db, "select count(*) from reboot_policy"), "0");
+}
+
 TEST_F(WtpAdvance, a_deleted_policy_stays_bound)
 {
     APCONFIG* node = ap();

@@ -99,6 +99,13 @@ TEST_F(WtpDaemon, before_its_address_changes_the_controller_forgets_all_aps_and_
     EXPECT_EQ(items[0].msg, (Bytes{'1', '1', '1', '1'}));
 }
 
+TEST_F(WtpDaemon, notices_are_queued_also_where_nobody_takes_the_answer)
+{
+    EXPECT_EQ(lines_of([] { EXPECT_EQ(set_ac_lan_ip(-1), 0); }), "E|send response error\n");
+    EXPECT_EQ(lines_of([] { EXPECT_EQ(set_ap_time(-1), 0); }), "E|send response error\n");
+    EXPECT_EQ(take_items().size(), 2u);
+}
+
 TEST_F(WtpDaemon, the_notice_of_a_new_address_ends_in_the_protocols_error_line)
 {
     EXPECT_EQ(exchange(SET_AC_LAN_IP_REQ, 0, {}), response_to(37));
@@ -128,6 +135,13 @@ TEST_F(WtpDaemon, debug_type_1_answers_with_type_151_and_dumps_the_joined_list)
     io_before_send([&] { dump_at_the_answer = read_file("/var/tag.cfg"); });
     EXPECT_EQ(exchange(0x0196, 0, {}), response_to(150));
     EXPECT_EQ(dump_at_the_answer, "") << "answered before the work";
+    EXPECT_NE(read_file("/var/tag.cfg"), "");
+}
+
+TEST_F(WtpDaemon, the_joined_list_is_dumped_also_where_nobody_takes_the_answer)
+{
+    join(1);
+    EXPECT_EQ(lines_of([] { EXPECT_EQ(set_ac_debug(-1, 1), 0); }), "E|send response error\n");
     EXPECT_NE(read_file("/var/tag.cfg"), "");
 }
 
