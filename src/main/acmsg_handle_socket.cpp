@@ -116,6 +116,7 @@ AC_RET set_client_delete(int fd, const AC_MSG_PKT* rev)
 
 int acmsg_run_row(int fd, const ACMSG_ROW& row, const AC_MSG_PKT* msg)
 {
+    const ac_reader section; // handlers hold records that finders gave them
     // A response that doesn't reach the client stops nothing: it is printed, and the work goes on.
     if (row.order == ACMSG_FIRST) (void)send_response_to_cgi(fd, msg->ac_msg_type);
     const int result = row.handler(fd, msg);
@@ -129,12 +130,6 @@ static const ACMSG_ROW* row_that_is_built(const AC_MSG_PKT* msg)
     return row != nullptr && row->handler != nullptr ? row : nullptr;
 }
 
-static int dispatch(int fd, const ACMSG_ROW& row, const AC_MSG_PKT* msg)
-{
-    const ac_reader section; // handlers hold records that finders gave them
-    return acmsg_run_row(fd, row, msg);
-}
-
 int acmsg_handle_socket(int fd)
 {
     AC_MSG_PKT* msg = nullptr;
@@ -145,7 +140,7 @@ int acmsg_handle_socket(int fd)
     int result = AC_RET_ERROR;
     const ACMSG_ROW* row = row_that_is_built(msg);
     if (row != nullptr)
-        result = dispatch(fd, *row, msg);
+        result = acmsg_run_row(fd, *row, msg);
     else
         AC_ERR("msg error\n");
     acmsg_discard_body(fd, msg);

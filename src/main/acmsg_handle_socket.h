@@ -1,8 +1,7 @@
 // acmsg_handle_socket - one request of the web interface: read, routed to its handler, answered.
 //
 // Shape    acmsg_handle_socket (declared in cgi_socket_handle/acmsg_server.h, which calls it) reads the one message of
-// a
-//          connection and walks the table of acmsg_requests.h. The primitives below are what all handlers share.
+//          a connection and walks the table of acmsg_requests.h. The primitives below are what all handlers share.
 // Replies  a plain response is a bare header of the request's low byte + 1: a sub-flag is dropped. A data reply carries
 //          the type that the handler gives, with no + 1.
 // Threads  the control thread. acwtp_msg_assem gives work to the initial thread through acmsg_to_acprotocol.

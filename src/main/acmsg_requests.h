@@ -17,7 +17,7 @@ inline constexpr UINT8 ACMSG_TYPE_MAX = 150;
 enum acmsg_order {
     ACMSG_FIRST,  // the dispatcher answers, then calls the handler
     ACMSG_AFTER,  // the dispatcher calls the handler, then answers, whatever the handler gave
-    ACMSG_INSIDE, // the handler answers, and then does its work
+    ACMSG_INSIDE, // the handler answers, and then does its work; that of SET_AC_LAN_IP_REQ, half of it before
     ACMSG_SELF,   // the handler answers, as its header says
     ACMSG_NONE,   // nobody answers
 };
@@ -34,7 +34,8 @@ struct ACMSG_ROW {
 // The row of a request, built or not; null for a type that has none.
 const ACMSG_ROW* acmsg_row_find(UINT8 type);
 
-// Calls the handler of a row that has one, and answers as its order says. The handler's value.
+// Calls the handler of a row that has one, and answers as its order says. The handler's value. No record that the
+// handler finds is freed before this returns, but for the time that a reply of its own takes.
 int acmsg_run_row(int fd, const ACMSG_ROW& row, const AC_MSG_PKT* msg);
 
 // All rows, for tests and tools.

@@ -2,11 +2,14 @@
 #include "cgi_socket_handle/acmsg_client.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/time.h>
 
 #include <cerrno>
 #include <climits>
+#include <filesystem>
 #include <functional>
+#include <iterator>
 #include <thread>
 
 #include "cgi_socket_handle/acmsg_server.h"
@@ -14,6 +17,7 @@
 #include "common/ac_alloc.h"
 #include "common/config_ap_type.h"
 #include "control_kit.h"
+#include "platform/ac_clock.h"
 
 namespace {
 
@@ -66,6 +70,19 @@ int timeout_ms(int fd, int option)
     socklen_t length = sizeof limit;
     EXPECT_EQ(getsockopt(fd, SOL_SOCKET, option, &limit, &length), 0);
     return static_cast<int>(limit.tv_sec * 1000 + limit.tv_usec / 1000);
+}
+
+std::ptrdiff_t open_descriptors()
+{
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
+
+// Whether somebody holds the mutex; leaves it as it is.
+bool mutex_is_held()
+{
+    if (pthread_mutex_trylock(&send_msg_mutex.m) != 0) return true;
+    pthread_mutex_unlock(&send_msg_mutex.m);
+    return false;
 }
 
 } // namespace
@@ -149,6 +166,15 @@ TEST_F(AcmsgClient, a_message_that_is_cut_short_while_it_is_sent_is_a_failure)
     EXPECT_EQ(reply.msg, nullptr);
 }
 
+TEST_F(AcmsgClient, a_daemon_that_is_gone_fails_the_write_and_nothing_else)
+{
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+    close(ends[0]);
+    EXPECT_EQ(send_msg_to_acmsg(ends[1], Message(16, {}).get(), 20), -1);
+    close(ends[1]);
+}
+
 TEST_F(AcmsgClient, a_message_with_a_negative_length_or_none_at_all_is_not_sent)
 {
     const Message message(16, {});
@@ -189,6 +215,7 @@ TEST_F(AcmsgClient, a_connection_has_time_outs_of_a_second)
         EXPECT_GT(fd, 0);
         EXPECT_EQ(timeout_ms(fd, SO_SNDTIMEO), 1000);
         EXPECT_EQ(timeout_ms(fd, SO_RCVTIMEO), 1000);
+        EXPECT_EQ(fcntl(fd, F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
         EXPECT_EQ(cgi_disconnect_server(fd), 0);
         EXPECT_EQ(fcntl(fd, F_GETFD), -1);
     }
@@ -200,15 +227,99 @@ TEST_F(AcmsgClient, time_outs_of_what_is_no_socket_fail)
     EXPECT_EQ(ac_set_socket_timeout(-1), -1);
 }
 
-TEST_F(AcmsgClient, descriptor_0_and_a_negative_one_are_not_closed)
+TEST_F(AcmsgClient, without_a_time_out_for_sending_none_is_set_for_receiving_and_the_connection_stands)
 {
     const ChildOutcome child = in_child([] {
-        dup2(STDOUT_FILENO, 0);
-        EXPECT_EQ(cgi_disconnect_server(0), 0);
-        EXPECT_NE(fcntl(0, F_GETFD), -1);
-        EXPECT_EQ(cgi_disconnect_server(-1), 0);
+        io_refuse_option(SO_SNDTIMEO);
+        const int server = acmsg_initserver();
+        const int fd = cgi_connect_server();
+        EXPECT_GT(fd, 0);
+        EXPECT_EQ(ac_set_socket_timeout(fd), -1);
+        EXPECT_EQ(timeout_ms(fd, SO_RCVTIMEO), 0);
+        io_refuse_option(SO_RCVTIMEO);
+        EXPECT_EQ(ac_set_socket_timeout(fd), -1);
+        EXPECT_EQ(timeout_ms(fd, SO_SNDTIMEO), 1000);
+        cgi_disconnect_server(fd);
+        shut_down(server);
     });
     EXPECT_EQ(child.status, 0) << child.out;
+}
+
+TEST_F(AcmsgClient, a_descriptor_is_closed_from_1_on)
+{
+    const ChildOutcome child = in_child([] {
+        const int out = dup(STDOUT_FILENO);
+        dup2(out, 0);
+        EXPECT_EQ(cgi_disconnect_server(1), 0);
+        const int closed = fcntl(1, F_GETFD);
+        dup2(out, 1);
+        EXPECT_EQ(closed, -1);
+        EXPECT_EQ(cgi_disconnect_server(0), 0);
+        EXPECT_NE(fcntl(0, F_GETFD), -1);
+        errno = 0;
+        EXPECT_EQ(cgi_disconnect_server(-1), 0);
+        EXPECT_EQ(errno, 0) << "not tried";
+    });
+    EXPECT_EQ(child.status, 0) << child.out;
+}
+
+TEST_F(AcmsgClient, descriptor_0_is_no_connection)
+{
+    const ChildOutcome child = in_child([] {
+        const int server = acmsg_initserver();
+        close(0); // the next descriptor
+        Reply reply;
+        EXPECT_EQ(cgi_send_msg(Message(16, {}).get()), 0);
+        close(0); // it stayed open
+        EXPECT_EQ(cgi_send_and_recv_msg(Message(16, {}).get(), &reply.msg), 0);
+        EXPECT_EQ(reply.msg, nullptr);
+        for (int connection = 0; connection < 2; connection++) {
+            const int fd = accept_client(server, nullptr);
+            EXPECT_GE(fd, 0);
+            UINT8 byte = 0;
+            EXPECT_LE(recv(fd, &byte, 1, MSG_DONTWAIT), 0) << "nothing was sent";
+            shut_down(fd);
+        }
+    });
+    EXPECT_EQ(child.status, 0) << child.out;
+}
+
+TEST_F(AcmsgClient, without_a_descriptor_a_connect_fails_silently)
+{
+    const ChildOutcome child = in_child([] {
+        const struct rlimit none = {3, 3};
+        setrlimit(RLIMIT_NOFILE, &none);
+        for (int fd = 3; fd < 1024; fd++)
+            close(fd);
+        EXPECT_EQ(cgi_connect_server(), -1);
+        EXPECT_EQ(acmsg_connect_server(), -1);
+        EXPECT_EQ(cgi_send_msg(Message(16, {}).get()), 0);
+    });
+    EXPECT_EQ(child.status, 0) << child.out;
+    EXPECT_EQ(child.out, "");
+}
+
+TEST_F(AcmsgClient, an_exchange_leaves_no_descriptor_behind_however_it_ends)
+{
+    const std::ptrdiff_t before = open_descriptors();
+    const Message message(16, {});
+    Reply reply;
+    (void)output_of([&] { // nobody listens
+        (void)cgi_send_and_recv_msg(message.get(), &reply.msg);
+        (void)cgi_send_msg(message.get());
+    });
+    EXPECT_EQ(open_descriptors(), before);
+    for (const Bytes& answer : {control_head(17, 0), control_head(18, 0)}) {
+        OneAnswer daemon(answer);
+        ac_msg_free(reply.msg);
+        (void)cgi_send_and_recv_msg(message.get(), &reply.msg);
+        daemon.request();
+        EXPECT_EQ(open_descriptors(), before);
+    }
+    OneAnswer daemon({});
+    EXPECT_EQ(cgi_send_msg(message.get()), 20);
+    daemon.request();
+    EXPECT_EQ(open_descriptors(), before);
 }
 
 // --- messages --------------------------------------------------------------------------------------------------------
@@ -281,13 +392,25 @@ TEST_F(AcmsgClient, a_reply_whose_body_has_no_memory_is_its_header_and_the_count
 
 TEST_F(AcmsgClient, an_exchange_holds_the_mutex_from_the_connect_to_the_reply)
 {
-    int busy = 0;
-    OneAnswer daemon(control_head(17, 0), [&] { busy = pthread_mutex_trylock(&send_msg_mutex.m); });
+    bool held = false;
+    OneAnswer daemon(control_head(17, 0), [&] { held = mutex_is_held(); });
     Reply reply;
     EXPECT_EQ(cgi_send_and_recv_msg(Message(16, {}).get(), &reply.msg), 1);
-    EXPECT_EQ(busy, EBUSY);
+    EXPECT_TRUE(held);
     EXPECT_EQ(lockAcMsgMutex(), 1) << "and gives it back";
     EXPECT_EQ(unlockAcMsgMutex(), 1);
+}
+
+TEST_F(AcmsgClient, a_message_without_a_reply_is_sent_under_the_mutex)
+{
+    bool held = false;
+    const int server = acmsg_initserver();
+    io_before_send([&] { held = mutex_is_held(); });
+    EXPECT_EQ(cgi_send_msg(Message(16, {}).get()), 20);
+    EXPECT_TRUE(held);
+    EXPECT_EQ(lockAcMsgMutex(), 1) << "and gives it back";
+    EXPECT_EQ(unlockAcMsgMutex(), 1);
+    shut_down(server);
 }
 
 TEST_F(AcmsgClient, the_mutex_is_given_back_also_after_a_failure)
@@ -318,7 +441,12 @@ TEST_F(AcmsgClient, a_mutex_that_cannot_be_locked_or_unlocked_is_told)
         pthread_mutex_lock(&send_msg_mutex.m);
         said = complaint_of([] { EXPECT_EQ(lockAcMsgMutex(), 0); });
         EXPECT_EQ(said.compare(0, 20, "Mutex lock failed.: "), 0) << said;
+        const int server = acmsg_initserver();
+        Reply reply;
         EXPECT_EQ(cgi_send_msg(Message(16, {}).get()), 0);
+        EXPECT_EQ(cgi_send_and_recv_msg(Message(16, {}).get(), &reply.msg), 0);
+        EXPECT_EQ(ac_wait_readable(server, 0, 0), 0) << "nobody has connected";
+        shut_down(server);
     });
     EXPECT_EQ(child.status, 0) << child.out;
 }

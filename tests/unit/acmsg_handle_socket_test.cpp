@@ -10,6 +10,7 @@
 #include "common/config_ap_type.h"
 #include "control_kit.h"
 #include "main/acmsg_requests.h"
+#include "platform/ac_clock.h"
 
 namespace {
 
@@ -137,10 +138,12 @@ TEST_F(AcmsgHandleSocket, the_setting_of_the_time_changes_its_number)
 {
     EXPECT_EQ(acwtp_msg_assem(CGI_MSG, Message(83, {}).get()), AC_RET_OK);
     EXPECT_EQ(acwtp_msg_assem(CGI_MSG, Message(82, {}).get()), AC_RET_OK);
+    EXPECT_EQ(acwtp_msg_assem(CGI_MSG, Message(0x0153, {}).get()), AC_RET_OK);
     const std::vector<WorkItem> items = take_items();
-    ASSERT_EQ(items.size(), 2U);
+    ASSERT_EQ(items.size(), 3U);
     EXPECT_EQ(items[0].type, 38);
     EXPECT_EQ(items[1].type, 82);
+    EXPECT_EQ(items[2].type, 0x0153) << "all 16 bits are compared";
 }
 
 TEST_F(AcmsgHandleSocket, no_request_gives_255_and_no_memory_1001)
@@ -180,7 +183,10 @@ TEST_F(AcmsgHandleSocket, a_body_that_did_not_come_with_its_header_is_never_queu
 TEST_F(AcmsgHandleSocket, do_cgi_data_answers_and_then_queues)
 {
     Connection connection;
+    bool queued_at_the_answer = true;
+    io_before_send([&] { queued_at_the_answer = !take_items().empty(); });
     EXPECT_EQ(do_cgi_data(connection.fd(), Message(0x0107, mac_bytes({1}), 1).get()), AC_RET_OK);
+    EXPECT_FALSE(queued_at_the_answer);
     EXPECT_EQ(connection.answer(), control_head(8, 0));
     const std::vector<WorkItem> items = take_items();
     ASSERT_EQ(items.size(), 1U);
@@ -387,6 +393,25 @@ TEST_F(AcmsgHandleSocket, a_response_that_fails_stops_no_work)
     }
 }
 
+namespace {
+
+int retire_a_record(int, const AC_MSG_PKT*)
+{
+    ac_retire(ac_record_alloc(8));
+    EXPECT_EQ(ac_retired_sweep(), 1U) << "the handler may still hold it";
+    return 0;
+}
+
+} // namespace
+
+TEST_F(AcmsgHandleSocket, no_record_is_freed_while_a_handler_runs)
+{
+    ASSERT_EQ(ac_retired_sweep(), 0U);
+    const Connection connection;
+    EXPECT_EQ(acmsg_run_row(connection.fd(), {10, "", ACMSG_NONE, retire_a_record}, Message(10, {}).get()), 0);
+    EXPECT_EQ(ac_retired_sweep(), 0U);
+}
+
 // --- whole requests --------------------------------------------------------------------------------------------------
 
 TEST_F(AcmsgHandleSocket, what_is_no_message_is_told_and_not_answered)
@@ -440,6 +465,19 @@ TEST_F(AcmsgHandleSocket, a_body_without_memory_is_answered_first_and_read_off_t
     EXPECT_EQ(connection.answer(), control_head(8, 0));
     EXPECT_TRUE(connection.unread().empty());
     EXPECT_TRUE(take_items().empty());
+}
+
+TEST_F(AcmsgHandleSocket, the_answer_does_not_wait_for_a_body_that_is_not_kept)
+{
+    const Connection connection;
+    const Bytes request = control_head(7, INT_MAX, 1); // and nothing more, with the connection open
+    ASSERT_EQ(write(connection.client(), request.data(), request.size()), 20);
+    const std::int64_t asked = ac_monotonic_us();
+    std::int64_t answered = 0;
+    io_before_send([&] { answered = ac_monotonic_us(); });
+    EXPECT_EQ(acmsg_handle_socket(connection.fd()), AC_RET_NULL_POINTER);
+    EXPECT_EQ(connection.answer(), control_head(8, 0));
+    EXPECT_EQ(answered, asked);
 }
 
 TEST_F(AcmsgHandleSocket, more_aps_than_the_body_names_are_answered_and_refused_by_the_queue)

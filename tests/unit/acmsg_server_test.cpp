@@ -313,6 +313,22 @@ TEST_F(AcmsgServer, signals_wait_while_a_reply_is_written)
     EXPECT_EQ(child.status, 0) << child.out;
 }
 
+TEST_F(AcmsgServer, what_a_thread_brings_upon_itself_is_not_held_and_after_the_reply_nothing_is)
+{
+    sigset_t before, during, after;
+    pthread_sigmask(SIG_BLOCK, nullptr, &before);
+    io_before_send([&] { pthread_sigmask(SIG_BLOCK, nullptr, &during); });
+    const Connection connection;
+    EXPECT_EQ(acmsg_sendto_cgi(connection.fd(), Message(8, {}).get(), 20), 20);
+    pthread_sigmask(SIG_BLOCK, nullptr, &after);
+    for (const int sig : {SIGHUP, SIGTERM, SIGALRM, SIGCHLD, SIGPIPE}) {
+        EXPECT_EQ(sigismember(&during, sig), 1) << sig;
+        EXPECT_EQ(sigismember(&after, sig), sigismember(&before, sig)) << sig;
+    }
+    for (const int sig : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT})
+        EXPECT_EQ(sigismember(&during, sig), 0) << sig;
+}
+
 TEST_F(AcmsgServer, a_client_that_does_not_read_its_reply_holds_no_deleted_record_back)
 {
     ASSERT_EQ(ac_retired_sweep(), 0U);
@@ -343,13 +359,26 @@ TEST_F(AcmsgServer, an_unread_body_is_taken_off_the_socket_and_no_more)
     EXPECT_EQ(connection.unread(), (Bytes{5, 6}));
 }
 
+TEST_F(AcmsgServer, behind_a_body_that_was_read_nothing_is_taken_off_the_socket)
+{
+    Connection connection;
+    connection.request(control_head(7, 4) + Bytes{1, 2, 3, 4, 5, 6});
+    AC_MSG_PKT* msg = nullptr;
+    ASSERT_EQ(acmsg_recvfrom_cgi(connection.fd(), &msg), 24);
+    acmsg_discard_body(connection.fd(), msg);
+    ac_msg_free(msg);
+    EXPECT_EQ(connection.unread(), (Bytes{5, 6}));
+}
+
 TEST_F(AcmsgServer, a_client_that_stops_sending_its_unread_body_is_left)
 {
     Connection connection;
     ASSERT_EQ(write(connection.client(), "xx", 2), 2); // of 2 GiB, and the connection stays open
     const Message message(7, {});
     message->msg_data_len = INT_MAX;
+    const std::int64_t before = ac_monotonic_us();
     acmsg_discard_body(connection.fd(), message.get());
+    EXPECT_EQ(ac_monotonic_us() - before, 2000000) << "after two seconds without a byte";
     EXPECT_TRUE(connection.unread().empty());
 }
 
@@ -369,6 +398,16 @@ TEST_F(AcmsgServer, a_reply_is_read_also_where_the_connection_closed_on_unread_b
 // --- the socket ------------------------------------------------------------------------------------------------------
 
 namespace {
+
+int receive_buffer_of_a_new_socket()
+{
+    const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
+    int bytes = 0;
+    socklen_t length = sizeof bytes;
+    EXPECT_EQ(getsockopt(fd, SOL_SOCKET, SO_RCVBUF, &bytes, &length), 0);
+    close(fd);
+    return bytes;
+}
 
 mode_t socket_mode()
 {
@@ -396,6 +435,24 @@ TEST_F(AcmsgServer, the_socket_lies_below_the_root)
     EXPECT_EQ(std::string(address.sun_path), root + "/var/ac_socket");
 }
 
+TEST_F(AcmsgServer, a_path_of_107_characters_is_taken_whole_and_ended)
+{
+    const std::string fits = root + "/" + std::string(92 - root.size(), 'r');
+    const ChildOutcome child = in_child([&] {
+        setenv("AC_ROOT", fits.c_str(), 1);
+        platform_init();
+        const struct sockaddr_un address = ac_msg_address();
+        EXPECT_EQ(std::string(address.sun_path, 107), fits + "/var/ac_socket");
+        EXPECT_EQ(address.sun_path[107], '\0');
+        const int fd = acmsg_initserver();
+        const int client = connect_client();
+        EXPECT_GE(client, 0);
+        close(client);
+        shut_down(fd);
+    });
+    EXPECT_EQ(child.status, 0) << child.out;
+}
+
 TEST_F(AcmsgServer, the_socket_has_mode_0660_whatever_the_umask_and_never_a_wider_one)
 {
     for (const mode_t mask : {0U, 022U, 077U, 0777U}) {
@@ -414,6 +471,7 @@ TEST_F(AcmsgServer, the_file_of_an_earlier_run_is_replaced)
     write_file("/var/ac_socket", "left behind");
     const int fd = acmsg_initserver();
     EXPECT_EQ(socket_mode(), 0660U);
+    EXPECT_EQ(fcntl(fd, F_GETFD) & FD_CLOEXEC, FD_CLOEXEC) << "commands of the daemon don't keep it open";
     const int client = connect_client();
     EXPECT_GE(client, 0);
     close(client);
@@ -475,6 +533,7 @@ TEST_F(AcmsgServer, a_connection_is_accepted_whatever_place_for_its_address_is_g
         shut_down(one);
     }
     EXPECT_EQ(address.sun_family, 77) << "ignored";
+    EXPECT_EQ(io_last_accept_length(), 1U) << "for no address of the client's";
     for (const int one : clients)
         close(one);
     shut_down(fd);
@@ -483,13 +542,21 @@ TEST_F(AcmsgServer, a_connection_is_accepted_whatever_place_for_its_address_is_g
 
 TEST_F(AcmsgServer, only_a_descriptor_that_is_not_negative_is_closed)
 {
+    errno = 0;
     shut_down(-1);
+    EXPECT_EQ(errno, 0) << "not tried";
     int ends[2];
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
     shut_down(ends[0]);
     char end = 0;
     EXPECT_EQ(read(ends[1], &end, 1), 0);
     close(ends[1]);
+    const ChildOutcome child = in_child([] {
+        dup2(STDOUT_FILENO, 0);
+        shut_down(0);
+        EXPECT_EQ(fcntl(0, F_GETFD), -1);
+    });
+    EXPECT_EQ(child.status, 0) << child.out;
 }
 
 // --- the thread ------------------------------------------------------------------------------------------------------
@@ -546,31 +613,59 @@ TEST_F(AcmsgServer, an_accept_that_fails_is_told_and_not_tried_again_at_once)
     shut_down(fd);
 }
 
+namespace {
+
+// Asks until there is an answer.
+bool is_served()
+{
+    const Message request(SET_AP_REBOOT_REQ, {});
+    AC_MSG_PKT* reply = nullptr;
+    bool answered = false;
+    for (int tries = 0; !answered && tries < 100000; tries++) { // until it listens
+        answered = cgi_send_and_recv_msg(request.get(), &reply) == 1;
+        std::this_thread::yield();
+    }
+    ac_msg_free(reply);
+    return answered;
+}
+
+} // namespace
+
 TEST_F(AcmsgServer, the_thread_widens_its_receive_buffer_notes_itself_and_serves)
 {
     hd_ac_local_log_clear();
     const ChildOutcome child = in_child([] {
-        std::thread(acmsg_cgi_thread, nullptr).detach();
-        const Message request(SET_AP_REBOOT_REQ, {});
-        AC_MSG_PKT* reply = nullptr;
-        int answered = 0;
-        for (int tries = 0; answered == 0 && tries < 100000; tries++) { // until it listens
-            answered = cgi_send_and_recv_msg(request.get(), &reply);
-            std::this_thread::yield();
-        }
-        EXPECT_EQ(answered, 1);
-        ac_msg_free(reply);
+        std::thread control(acmsg_cgi_thread, nullptr);
+        EXPECT_TRUE(is_served());
+        EXPECT_TRUE(is_served()) << "and goes on";
         EXPECT_EQ(g_ac_pthread[PTHREAD_AC_MSG].pid, getpid());
+        EXPECT_NE(pthread_equal(g_ac_pthread[PTHREAD_AC_MSG].tid, control.native_handle()), 0);
         EXPECT_EQ(g_ac_pthread[PTHREAD_AC_MSG].mempool, nullptr);
+        EXPECT_EQ(io_last_receive_buffer(), 700000);
+        control.detach();
     });
     EXPECT_EQ(child.status, 0) << child.out;
     int bytes = 0;
     const std::size_t at = child.out.find("-------len=");
     ASSERT_NE(at, std::string::npos) << child.out;
     EXPECT_EQ(sscanf(child.out.c_str() + at, "-------len=%d\n", &bytes), 1);
-    EXPECT_GT(bytes, 0);
+    EXPECT_EQ(bytes, receive_buffer_of_a_new_socket()) << "as it was before";
     EXPECT_NE(child.out.find("\nset ok", at), std::string::npos);
-    int pid = 0, thread = 0;
-    EXPECT_EQ(sscanf(read_file("/etc/ac_conf").c_str(), "acmsg_cgi_thread pid:%d pthread_id:%d\n", &pid, &thread), 2);
+    int pid = 0, thread = 0, used = 0;
+    const std::string log = read_file("/etc/ac_conf");
+    EXPECT_EQ(sscanf(log.c_str(), "acmsg_cgi_thread pid:%d pthread_id:%d%n", &pid, &thread, &used), 2) << log;
     EXPECT_GT(pid, 1);
+    EXPECT_EQ(log.substr(static_cast<std::size_t>(used)), "\n");
+}
+
+TEST_F(AcmsgServer, a_receive_buffer_that_cannot_be_widened_is_not_called_set_and_the_thread_goes_on)
+{
+    const ChildOutcome child = in_child([] {
+        io_refuse_option(SO_RCVBUF);
+        std::thread(acmsg_cgi_thread, nullptr).detach();
+        EXPECT_TRUE(is_served());
+    });
+    EXPECT_EQ(child.status, 0) << child.out;
+    EXPECT_NE(child.out.find("-------len="), std::string::npos) << child.out;
+    EXPECT_EQ(child.out.find("set ok"), std::string::npos) << child.out;
 }

@@ -93,6 +93,7 @@ protected:
     {
         io_script_read({});
         io_script_send({});
+        io_before_send(nullptr);
         ExchangeWorld::TearDown();
     }
     // Standard error of `action`.

@@ -1,6 +1,7 @@
 #include "io_stub.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <deque>
 #include <utility>
@@ -9,8 +10,12 @@ namespace {
 
 std::deque<io_step> g_read_steps;
 std::deque<io_step> g_send_steps;
-std::vector<mode_t> g_modes;
 std::function<void()> g_before_send;
+std::vector<mode_t> g_modes;
+// Servers of tests run on threads of their own.
+std::atomic<int> g_refused_option = 0;
+std::atomic<int> g_receive_buffer = -1;
+std::atomic<socklen_t> g_accept_length = 0;
 
 // How many bytes the next call is for, or -1 with errno set.
 ssize_t next_step(std::deque<io_step>& steps, std::size_t count)
@@ -52,6 +57,21 @@ const std::vector<mode_t>& io_modes_before_chmod()
     return g_modes;
 }
 
+void io_refuse_option(int option)
+{
+    g_refused_option = option;
+}
+
+int io_last_receive_buffer()
+{
+    return g_receive_buffer;
+}
+
+socklen_t io_last_accept_length()
+{
+    return g_accept_length;
+}
+
 // The linker leads every call of the daemon's objects here (--wrap).
 extern "C" ssize_t __real_read(int fd, void* buffer, std::size_t count);
 extern "C" ssize_t __wrap_read(int fd, void* buffer, std::size_t count);
@@ -59,6 +79,10 @@ extern "C" ssize_t __real_send(int fd, const void* buffer, std::size_t count, in
 extern "C" ssize_t __wrap_send(int fd, const void* buffer, std::size_t count, int flags);
 extern "C" int __real_chmod(const char* path, mode_t mode);
 extern "C" int __wrap_chmod(const char* path, mode_t mode);
+extern "C" int __real_accept4(int fd, struct sockaddr* address, socklen_t* length, int flags);
+extern "C" int __wrap_accept4(int fd, struct sockaddr* address, socklen_t* length, int flags);
+extern "C" int __real_setsockopt(int fd, int level, int option, const void* value, socklen_t length);
+extern "C" int __wrap_setsockopt(int fd, int level, int option, const void* value, socklen_t length);
 
 ssize_t __wrap_read(int fd, void* buffer, std::size_t count)
 {
@@ -68,7 +92,7 @@ ssize_t __wrap_read(int fd, void* buffer, std::size_t count)
 
 ssize_t __wrap_send(int fd, const void* buffer, std::size_t count, int flags)
 {
-    if (g_before_send) g_before_send();
+    if (g_before_send) std::exchange(g_before_send, nullptr)();
     const ssize_t allowed = next_step(g_send_steps, count);
     return allowed < 0 ? -1 : __real_send(fd, buffer, static_cast<std::size_t>(allowed), flags);
 }
@@ -78,4 +102,20 @@ int __wrap_chmod(const char* path, mode_t mode)
     struct stat before = {};
     if (stat(path, &before) == 0) g_modes.push_back(before.st_mode & 07777);
     return __real_chmod(path, mode);
+}
+
+int __wrap_accept4(int fd, struct sockaddr* address, socklen_t* length, int flags)
+{
+    g_accept_length = length != nullptr ? *length : 0;
+    return __real_accept4(fd, address, length, flags);
+}
+
+int __wrap_setsockopt(int fd, int level, int option, const void* value, socklen_t length)
+{
+    if (option == g_refused_option) {
+        errno = EINVAL;
+        return -1;
+    }
+    if (option == SO_RCVBUF) g_receive_buffer = *static_cast<const int*>(value);
+    return __real_setsockopt(fd, level, option, value, length);
 }

@@ -4,6 +4,7 @@
 #include "ac_mib/sql_flash_queue.h"
 #include "common/ac_alloc.h"
 #include "common/config_ap_type.h"
+#include "io_stub.h"
 #include "platform/ac_clock.h"
 #include "sql_faults.h"
 #include "wtp_kit.h"
@@ -379,9 +380,8 @@ TEST_F(WtpAdvance, a_binding_is_answered_after_the_work_whatever_came_of_it)
 {
     EXPECT_EQ(exchange(SET_AP_CONFIG_ADVANCE_REQ, 0, {}), response_to(4));
     ap();
-    EXPECT_EQ(exchange(SET_AP_CONFIG_ADVANCE_REQ, 1, behind(macs({1}), names("night", "loud", "", ""))),
-              response_to(4));
-    EXPECT_EQ(take_items().size(), 1u);
+    EXPECT_EQ(work_at_the_answer(SET_AP_CONFIG_ADVANCE_REQ, 1, behind(macs({1}), names("night", "loud", "", ""))), 1);
+    EXPECT_TRUE(take_items().empty());
 }
 
 TEST_F(WtpAdvance, a_binding_for_an_ap_that_is_away_lifts_its_version_once)
@@ -636,6 +636,13 @@ TEST_F(WtpAdvance, a_deletion_is_answered_before_the_work)
     const WtpRequest request = wtp_request(SET_ADVANCE_POLICY_REQ, 1, name32("night"));
     at_the_answer_of([&](int fd) { EXPECT_EQ(del_advance_policy(fd, request.get()), 0); },
                      [&] { EXPECT_EQ(cell(policy_db, "select count(*) from reboot_policy"), "1"); });
+    EXPECT_EQ(cell(policy_db, "select count(*) from reboot_policy"), "0");
+}
+
+TEST_F(WtpAdvance, names_are_deleted_also_where_nobody_takes_the_answer)
+{
+    const WtpRequest request = wtp_request(SET_ADVANCE_POLICY_REQ, 1, name32("night"));
+    EXPECT_EQ(lines_of([&] { EXPECT_EQ(del_advance_policy(-1, request.get()), 0); }), "E|send response error\n");
     EXPECT_EQ(cell(policy_db, "select count(*) from reboot_policy"), "0");
 }
 

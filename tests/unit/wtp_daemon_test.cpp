@@ -7,6 +7,7 @@
 #include "common/ac_alloc.h"
 #include "common/ac_atomic.h"
 #include "common/config_ap_type.h"
+#include "io_stub.h"
 #include "main/wtp_report.h"
 #include "wtp_kit.h"
 
@@ -86,7 +87,7 @@ TEST_F(WtpDaemon, before_its_address_changes_the_controller_forgets_all_aps_and_
     ASSERT_EQ(acwtp_msged_list_add(&sent_item, 5, MSG_ADD_TAIL), 0);
     ASSERT_NE(acwtp_msged_list_find(5), nullptr);
 
-    EXPECT_EQ(exchange(SET_AC_LAN_IP_REQ, 0, {}), response_to(37));
+    EXPECT_EQ(work_at_the_answer(SET_AC_LAN_IP_REQ, 0, {}), 0) << "the old is gone, the notice is still to come";
     EXPECT_EQ(ac_load(g_acwtp_joined_ap_num), 0u);
     EXPECT_EQ(apconfig_find(test_mac(1).data()), nullptr);
     EXPECT_FALSE(joined(1));
@@ -132,9 +133,16 @@ TEST_F(WtpDaemon, a_notice_that_the_queue_refuses_is_answered_all_the_same)
     }
 }
 
+TEST_F(WtpDaemon, notices_are_queued_also_where_nobody_takes_the_answer)
+{
+    EXPECT_EQ(lines_of([] { EXPECT_EQ(set_ac_lan_ip(-1), 0); }), "E|send response error\n");
+    EXPECT_EQ(lines_of([] { EXPECT_EQ(set_ap_time(-1), 0); }), "E|send response error\n");
+    EXPECT_EQ(take_items().size(), 2u);
+}
+
 TEST_F(WtpDaemon, the_notice_of_a_new_address_ends_in_the_protocols_error_line)
 {
-    exchange(SET_AC_LAN_IP_REQ, 0, {});
+    EXPECT_EQ(exchange(SET_AC_LAN_IP_REQ, 0, {}), response_to(37));
     EXPECT_EQ(lines_of([] { acprotocol_signal_handle(); }), "E|msg_type error msg0:37\n");
     EXPECT_TRUE(sent().empty());
 }
@@ -165,7 +173,17 @@ TEST_F(WtpDaemon, the_time_is_announced_behind_the_work_that_waits)
 TEST_F(WtpDaemon, debug_type_1_answers_with_type_151_and_dumps_the_joined_list)
 {
     join(1);
+    std::string dump_at_the_answer = "none";
+    io_before_send([&] { dump_at_the_answer = read_file("/var/tag.cfg"); });
     EXPECT_EQ(exchange(0x0196, 0, {}), response_to(150));
+    EXPECT_EQ(dump_at_the_answer, "") << "answered before the work";
+    EXPECT_NE(read_file("/var/tag.cfg"), "");
+}
+
+TEST_F(WtpDaemon, the_joined_list_is_dumped_also_where_nobody_takes_the_answer)
+{
+    join(1);
+    EXPECT_EQ(lines_of([] { EXPECT_EQ(set_ac_debug(-1, 1), 0); }), "E|send response error\n");
     EXPECT_NE(read_file("/var/tag.cfg"), "");
 }
 

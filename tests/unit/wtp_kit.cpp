@@ -51,14 +51,14 @@ Bytes WtpWorld::written_by(const std::function<void(int fd)>& action)
 
 void WtpWorld::at_the_answer_of(const std::function<void(int fd)>& action, const std::function<void()>& look)
 {
-    int answers = 0;
+    bool answered = false;
     io_before_send([&] {
-        answers++;
+        answered = true;
         look();
     });
     written_by(action);
     io_before_send({});
-    EXPECT_EQ(answers, 1);
+    EXPECT_TRUE(answered);
 }
 
 Bytes WtpWorld::exchange(int type, int ap_num, const Bytes& body, int action, int ap_flag)
@@ -73,6 +73,15 @@ Bytes WtpWorld::exchange(int type, int ap_num, const Bytes& body, int action, in
     const Bytes reply = read_all(ends[1]);
     close(ends[1]);
     return reply;
+}
+
+int WtpWorld::work_at_the_answer(int type, int ap_num, const Bytes& body)
+{
+    int work = -1;
+    io_before_send([&] { work = static_cast<int>(take_items().size()); });
+    EXPECT_EQ(exchange(type, ap_num, body).size(), 20u);
+    io_before_send({});
+    return work;
 }
 
 Bytes WtpWorld::macs(std::initializer_list<int> numbers)

@@ -28,6 +28,9 @@ protected:
     // The whole way of a request through the dispatcher: the bytes of the reply, empty for none.
     apconfig_test::Bytes exchange(int type, int ap_num, const apconfig_test::Bytes& body, int action = 0,
                                   int ap_flag = 0);
+    // The same for a request that is answered: the work items that wait at the moment when its answer leaves, -1 where
+    // none leaves. They are taken out.
+    int work_at_the_answer(int type, int ap_num, const apconfig_test::Bytes& body);
     // The plain response to a request.
     static apconfig_test::Bytes response_to(int type) { return wtp_head(0, 0, type + 1, 0, 0); }
 

@@ -184,6 +184,15 @@ TEST_F(WtpPage, a_changed_radio_goes_to_the_ap_and_into_the_table)
     EXPECT_EQ(take_notes(), (std::vector<FlashNote>{{CONFIG_SQL_RF, 0, test_mac(1)}}));
 }
 
+TEST_F(WtpPage, a_page_is_answered_after_the_work)
+{
+    ap();
+    Bytes body = page_body();
+    put(body, 75, {11, 36});
+    EXPECT_EQ(work_at_the_answer(SET_AP_CONFIG_REQ, 1, body), 1);
+    EXPECT_TRUE(take_items().empty());
+}
+
 TEST_F(WtpPage, two_changed_radios_go_out_in_one_item)
 {
     APCONFIG* node = ap();

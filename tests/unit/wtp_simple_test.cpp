@@ -11,6 +11,7 @@
 #include "common/ac_alloc.h"
 #include "common/ac_atomic.h"
 #include "common/config_ap_type.h"
+#include "io_stub.h"
 #include "libc_stub.h"
 #include "wtp_kit.h"
 
@@ -166,7 +167,7 @@ TEST_F(WtpSimple, a_name_is_answered_before_the_work)
 {
     EXPECT_EQ(exchange(SET_AP_REMARK_REQ, 1, named("lobby")), response_to(10)) << "an unknown AP is answered too";
     ap();
-    EXPECT_EQ(exchange(SET_AP_REMARK_REQ, 1, named("lobby")), response_to(10));
+    EXPECT_EQ(work_at_the_answer(SET_AP_REMARK_REQ, 1, named("lobby")), 0);
     EXPECT_EQ(take_items().size(), 1u);
 }
 
@@ -215,6 +216,15 @@ TEST_F(WtpSimple, an_item_is_of_its_requests_type_sub_flag_included)
     EXPECT_EQ(items[1].type, 0x032C);
     EXPECT_EQ(items[2].type, 0x032D);
     EXPECT_EQ(take_notes().size(), 3u);
+}
+
+TEST_F(WtpSimple, limit_and_channel_are_answered_before_the_work)
+{
+    ap();
+    EXPECT_EQ(work_at_the_answer(SET_AP_CLI_LIMIT, 1, {0x02, 0, 0, 0, 0, 1, 9, 17}), 0);
+    EXPECT_EQ(take_items().size(), 1u);
+    EXPECT_EQ(work_at_the_answer(SET_AP_CHANNEL, 1, {0x02, 0, 0, 0, 0, 1, 1, 2, 149}), 0);
+    EXPECT_EQ(take_items().size(), 1u);
 }
 
 TEST_F(WtpSimple, limit_and_channel_are_for_exactly_one_ap_and_need_all_their_bytes)
@@ -378,6 +388,9 @@ TEST_F(WtpSimple, a_deletion_is_answered_before_the_work)
 {
     EXPECT_EQ(exchange(DELETE_AP_REQ, 0, {}), response_to(16));
     ap();
+    bool known_at_the_answer = false;
+    io_before_send([&] { known_at_the_answer = known(1); });
     EXPECT_EQ(exchange(DELETE_AP_REQ, 1, macs({1})), response_to(16));
+    EXPECT_TRUE(known_at_the_answer);
     EXPECT_FALSE(known(1));
 }
