@@ -5,6 +5,7 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -68,6 +69,7 @@ Daemon::~Daemon()
 
 [[noreturn]] static void become_daemon(const std::string& root, int scale, int door_in, int door_out)
 {
+    prctl(PR_SET_PDEATHSIG, SIGKILL); // a test that is killed ends its daemon, too
     setenv("AC_ROOT", root.c_str(), 1);
     setenv("AC_LAN_IF", "lo", 1);
     setenv("AC_TIME_SCALE", std::to_string(scale).c_str(), 1);
