@@ -55,6 +55,10 @@ bool udp_skb_pools_make()
     CWPool_init(small, 1000, AC_SKB_SMALL + AC_SKB_EXTRA);
     large_pool() = large;
     small_pool() = small;
+    {
+        ac_lock lock(g_udp_skb_mutex);
+        g_stray_blocks = 0;
+    }
     acwtp_pools_ready(PTHREAD_UDP_QUEUE);
     return true;
 }

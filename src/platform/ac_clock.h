@@ -28,4 +28,5 @@ int ac_wait_readable(int fd, int seconds, int microseconds);
 // Tests only.
 void ac_clock_manual(time_t start);
 void ac_clock_advance(int seconds);
+void ac_clock_release();          // from here on it runs as platform_init has started it
 void ac_clock_fail(bool failing); // ac_gettimeofday gives -1 while set

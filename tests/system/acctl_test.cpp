@@ -13,6 +13,7 @@
 
 namespace {
 
+using namespace std::chrono_literals;
 using Json = nlohmann::ordered_json;
 
 struct Ran {
@@ -32,7 +33,8 @@ public:
     Acctl(const Daemon& daemon, std::vector<std::string> words)
         : out_(daemon.root() + "/out"), err_(daemon.root() + "/err")
     {
-        words.insert(words.begin(), WTP_ACCTL);
+        if (waits(words)) words.insert(words.end(), {"--wait-limit", std::to_string(PATIENCE / 1s)});
+        words.insert(words.begin(), {WTP_ACCTL, "--timeout", std::to_string(PATIENCE / 1s)});
         std::vector<char*> argv;
         for (std::string& word : words)
             argv.push_back(word.data());
@@ -67,6 +69,13 @@ public:
     Ran result() const { return {status_, content_of(out_), content_of(err_)}; }
 
 private:
+    // Whether it waits for an effect, and for how long isn't said.
+    static bool waits(const std::vector<std::string>& words)
+    {
+        const bool changes = words[0] == "ap" && words[1] != "list" && words[1] != "show";
+        return changes && std::ranges::find(words, "--wait-limit") == words.end();
+    }
+
     std::string out_, err_;
     pid_t pid_ = -1;
     int status_ = -1;
@@ -82,7 +91,7 @@ protected:
         options.types = {1, 67, 67};
         options.layouts = {4};
         fleet = std::make_unique<apsim::Fleet>(options);
-        ASSERT_TRUE(all_run(*fleet)) << daemon.log();
+        ASSERT_TRUE(all_run(daemon, *fleet)) << daemon.log();
     }
     // The fleet lives on while acctl works.
     Ran run(const std::vector<std::string>& words)
@@ -234,8 +243,7 @@ TEST_F(AcctlCommands, policies_are_bound_and_reach_the_aps)
 
 TEST_F(AcctlCommands, a_restart_is_waited_for_until_the_ap_is_back)
 {
-    EXPECT_NE(good({"ap", "reboot", name(0), "--back", "--wait-limit", "90"}).out.find("has gone down and is back"),
-              std::string::npos);
+    EXPECT_NE(good({"ap", "reboot", name(0), "--back"}).out.find("has gone down and is back"), std::string::npos);
     EXPECT_EQ(fleet->ap(0).counters().reboots, 1u);
     EXPECT_EQ(fleet->ap(1).counters().reboots, 0u);
 }
@@ -243,7 +251,7 @@ TEST_F(AcctlCommands, a_restart_is_waited_for_until_the_ap_is_back)
 TEST_F(AcctlCommands, all_aps_restart_with_one_request)
 {
     EXPECT_EQ(run({"ap", "reboot", "--all"}).status, 2) << "nobody has said yes";
-    good({"ap", "reboot", "--all", "--yes", "--wait-limit", "90"});
+    good({"ap", "reboot", "--all", "--yes"});
     EXPECT_TRUE(comes([&] {
         return fleet->ap(0).counters().reboots == 1 && fleet->ap(1).counters().reboots == 1 &&
                fleet->ap(2).counters().reboots == 1;
@@ -252,8 +260,11 @@ TEST_F(AcctlCommands, all_aps_restart_with_one_request)
 
 TEST_F(AcctlCommands, an_ap_that_is_down_cannot_be_restarted_but_hears_of_a_new_name_when_it_is_back)
 {
-    good({"ap", "reboot", name(0), "--wait-limit", "90"});
     const std::string before = name(0);
+    Acctl reboot(daemon, {"ap", "reboot", before});
+    EXPECT_TRUE(comes([&] { return fleet->ap(0).counters().reboots == 1; }));
+    EXPECT_TRUE(live_alone([&] { return reboot.ended(); })) << "it stays away while the fleet stands still";
+    EXPECT_EQ(reboot.result().status, 0) << reboot.result().err;
     const Ran renamed = run_alone({"ap", "rename", before, "attic"});
     EXPECT_EQ(renamed.status, 0) << renamed.err;
     EXPECT_NE(renamed.out.find("it is offline and hears of it when it joins again"), std::string::npos) << renamed.out;
@@ -265,15 +276,17 @@ TEST_F(AcctlCommands, a_restored_ap_comes_back_with_its_factory_settings)
     const std::string before = name(1);
     good({"ap", "channel", before, "--channel", "11"});
     EXPECT_TRUE(comes([&] { return config(1).radios[0].channel == 11; }));
-    good({"ap", "restore", before, "--back", "--wait-limit", "90"});
+    good({"ap", "restore", before, "--back"});
     EXPECT_NE(config(1).radios[0].channel, 11);
 }
 
 TEST_F(AcctlCommands, a_deleted_ap_that_is_alive_comes_back_by_itself)
 {
     const std::string gone = name(2);
-    EXPECT_NE(good({"ap", "delete", gone}).out.find("is forgotten"), std::string::npos);
-    EXPECT_EQ(run({"ap", "show", gone}).status, 5);
+    const Ran ran = run_alone({"ap", "delete", gone});
+    EXPECT_EQ(ran.status, 0) << ran.err;
+    EXPECT_NE(ran.out.find("is forgotten"), std::string::npos);
+    EXPECT_EQ(run_alone({"ap", "show", gone}).status, 5);
     EXPECT_TRUE(comes([&] { return daemon.count() == std::array{3, 3}; }));
 }
 

@@ -95,7 +95,7 @@ inline std::string sql_on(const Daemon& daemon, const char* file, const std::str
         return 0;
     };
     if (sqlite3_open((daemon.root() + file).c_str(), &handle) != SQLITE_OK) text = "!open";
-    sqlite3_busy_timeout(handle, 10000);
+    sqlite3_busy_timeout(handle, static_cast<int>(PATIENCE.count()));
     if (sqlite3_exec(handle, sql.c_str(), add, &text, nullptr) != SQLITE_OK)
         text = std::string("!") + sqlite3_errmsg(handle);
     sqlite3_close(handle);

@@ -21,8 +21,6 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr int PATIENCE_MS = 60000; // a bound for failures, not a measure
-
 Bytes head(int ac_msg_type, int msg_data_len, int ap_num = 0)
 {
     Bytes bytes(20);
@@ -76,7 +74,7 @@ public:
         unsigned char part[4096];
         for (;;) {
             pollfd ready = {fd_, POLLIN, 0};
-            if (poll(&ready, 1, PATIENCE_MS) != 1) {
+            if (poll(&ready, 1, static_cast<int>(PATIENCE.count())) != 1) {
                 ADD_FAILURE() << "the connection stays open";
                 return all;
             }
@@ -132,14 +130,14 @@ TEST(ControlChannel, a_reboot_and_a_restore_reach_their_aps)
     Daemon daemon(20);
     daemon.start();
     apsim::Fleet fleet(fleet_options(daemon, 3));
-    ASSERT_TRUE(all_run(fleet));
+    ASSERT_TRUE(all_run(daemon, fleet));
     EXPECT_EQ(ask(daemon, with_macs(SET_AP_REBOOT_REQ, {mac_of(fleet, 0), mac_of(fleet, 2)})), head(8, 0));
     EXPECT_TRUE(fleet.run_until(
         [&] { return fleet.ap(0).counters().reboots == 1 && fleet.ap(2).counters().reboots == 1; }, PATIENCE));
     EXPECT_EQ(ask(daemon, with_macs(SET_AP_RESTORE_REQ, {mac_of(fleet, 1)})), head(9, 0));
     EXPECT_TRUE(fleet.run_until([&] { return fleet.ap(1).counters().restores == 1; }, PATIENCE));
     EXPECT_EQ(fleet.ap(0).counters().restores, 0U);
-    EXPECT_TRUE(all_run(fleet)) << "all come back";
+    EXPECT_TRUE(all_run(daemon, fleet)) << "all come back";
 }
 
 TEST(ControlChannel, the_client_library_finds_the_daemon)
@@ -317,12 +315,12 @@ TEST(ControlChannel, the_closing_of_the_databases_gets_no_reply_and_the_daemon_g
     Daemon daemon(20);
     daemon.start();
     apsim::Fleet fleet(fleet_options(daemon, 2));
-    ASSERT_TRUE(all_run(fleet));
+    ASSERT_TRUE(all_run(daemon, fleet));
     EXPECT_EQ(ask(daemon, head(SET_AC_SQL_CLOSED_REQ, 0)), Bytes());
     EXPECT_EQ(daemon.log_count("] SET_AC_SQL_CLOSED_REQ\n\n"), 1);
     EXPECT_EQ(ask(daemon, with_macs(SET_AP_REBOOT_REQ, {mac_of(fleet, 0)})), head(8, 0));
     EXPECT_TRUE(fleet.run_until([&] { return fleet.ap(0).counters().reboots == 1; }, PATIENCE));
-    EXPECT_TRUE(all_run(fleet));
+    EXPECT_TRUE(all_run(daemon, fleet));
 }
 
 TEST(ControlChannel, a_killed_daemon_s_socket_is_no_obstacle_to_the_next)

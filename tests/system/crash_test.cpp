@@ -39,7 +39,7 @@ public:
     explicit File(const std::string& path)
     {
         EXPECT_EQ(sqlite3_open_v2(path.c_str(), &handle_, SQLITE_OPEN_READWRITE, nullptr), SQLITE_OK) << path;
-        sqlite3_busy_timeout(handle_, 10000);
+        sqlite3_busy_timeout(handle_, static_cast<int>(PATIENCE.count()));
     }
     ~File() { sqlite3_close(handle_); }
     File(const File&) = delete;
@@ -228,7 +228,7 @@ public:
                 fleet->run_until([&] { return fleet->stats().in_state(apsim::ApState::running) >= enough; }, PATIENCE));
             fleet->run_for(std::chrono::milliseconds(draw(20)));
         } else {
-            ASSERT_TRUE(all_run(*fleet)) << daemon.log();
+            ASSERT_TRUE(all_run(daemon, *fleet)) << daemon.log();
             live_with_changes(std::chrono::milliseconds(draw(LONGEST_LIFE_MS)));
         }
     }
@@ -305,7 +305,7 @@ TEST(Crash, killed_at_any_moment_it_starts_with_what_was_committed_and_its_aps_c
     }
     printf("%d kills fell into a statement\n", site.inside_statements());
     EXPECT_GT(loaded, 0u);
-    ASSERT_TRUE(all_run(*site.fleet)) << site.daemon.log();
+    ASSERT_TRUE(all_run(site.daemon, *site.fleet)) << site.daemon.log();
     EXPECT_TRUE(site.fleet->run_until([&] { return site.all_rows_stand(); }, PATIENCE))
         << "an AP that a kill left without its SSIDs gets them at its next join";
 }

@@ -5,6 +5,7 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -18,9 +19,6 @@
 #include <thread>
 
 using namespace std::chrono_literals;
-
-static constexpr auto START_PATIENCE = 60s; // a loaded machine under a sanitizer; a failure, not a measure
-static constexpr auto DOOR_PATIENCE_MS = 60000;
 
 std::string hex(const void* bytes, std::size_t count)
 {
@@ -71,6 +69,7 @@ Daemon::~Daemon()
 
 [[noreturn]] static void become_daemon(const std::string& root, int scale, int door_in, int door_out)
 {
+    prctl(PR_SET_PDEATHSIG, SIGKILL); // a test that is killed ends its daemon, too
     setenv("AC_ROOT", root.c_str(), 1);
     setenv("AC_LAN_IF", "lo", 1);
     setenv("AC_TIME_SCALE", std::to_string(scale).c_str(), 1);
@@ -115,7 +114,7 @@ void Daemon::wait_until_it_answers()
 {
     const Mac unknown = {0x02, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE};
     const Wire wire(port());
-    const auto until = std::chrono::steady_clock::now() + START_PATIENCE;
+    const auto until = std::chrono::steady_clock::now() + PATIENCE;
     while (std::chrono::steady_clock::now() < until) {
         ASSERT_TRUE(running()) << log();
         wire.send(frame(unknown, 0));
@@ -173,7 +172,7 @@ std::string Daemon::ask(const std::string& command)
     }
     while (unread_.find('\n') == std::string::npos) {
         pollfd ready = {from_door_, POLLIN, 0};
-        if (poll(&ready, 1, DOOR_PATIENCE_MS) != 1) return "";
+        if (poll(&ready, 1, static_cast<int>(PATIENCE.count())) != 1) return "";
         char buffer[4096];
         const ssize_t got = read(from_door_, buffer, sizeof buffer);
         if (got <= 0) return "";

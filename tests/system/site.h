@@ -23,12 +23,16 @@ inline Mac mac_of(const apsim::Fleet& fleet, std::size_t index)
     return fleet.ap(index).options().mac;
 }
 
-// How long a test is ready to wait for something that must come; a bound for failures, not a measure.
-inline constexpr std::chrono::milliseconds PATIENCE = std::chrono::seconds(90);
-
-inline bool all_run(apsim::Fleet& fleet, std::chrono::milliseconds at_most = PATIENCE)
+// On both sides: an AP is told that it runs before its entry says so.
+inline bool all_run(Daemon& daemon, apsim::Fleet& fleet)
 {
-    return fleet.run_until([&] { return fleet.stats().in_state(apsim::ApState::running) == fleet.size(); }, at_most);
+    const auto both_say_so = [&] {
+        if (fleet.stats().in_state(apsim::ApState::running) != fleet.size()) return false;
+        for (std::size_t i = 0; i < fleet.size(); i++)
+            if (daemon.joined(mac_of(fleet, i)) != AC_RUNNING) return false;
+        return true;
+    };
+    return fleet.run_until(both_say_so, PATIENCE);
 }
 
 // Runs the fleet for that many seconds of the daemon's clock.
@@ -46,6 +50,12 @@ template <typename Condition> bool live_alone(Condition&& condition)
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
     return false;
+}
+
+// Waits until the daemon has taken the AP out of its joined list, with the fleet standing still.
+inline bool leaves(Daemon& daemon, const Mac& mac)
+{
+    return live_alone([&] { return daemon.joined(mac) == -1; });
 }
 
 inline Bytes ap_name(const std::string& name)

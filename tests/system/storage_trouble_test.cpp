@@ -20,7 +20,7 @@ sqlite3* open_file(const std::string& path)
 {
     sqlite3* handle = nullptr;
     EXPECT_EQ(sqlite3_open(path.c_str(), &handle), SQLITE_OK);
-    sqlite3_busy_timeout(handle, 10000);
+    sqlite3_busy_timeout(handle, static_cast<int>(PATIENCE.count()));
     return handle;
 }
 
@@ -54,13 +54,13 @@ void name_all(Daemon& daemon, const apsim::Fleet& fleet, const std::string& name
 // A file that the daemon has filled with the APs of a small fleet, for tests to spoil.
 class SpoiltFile : public ::testing::Test {
 protected:
-    Daemon daemon{60};
+    Daemon daemon{20};
 
     void SetUp() override
     {
         daemon.start();
         apsim::Fleet fleet(fleet_options(daemon, 6));
-        ASSERT_TRUE(all_run(fleet));
+        ASSERT_TRUE(all_run(daemon, fleet));
         name_all(daemon, fleet, "before");
         ASSERT_TRUE(fleet.run_until([&] { return stored_names(ap_file(daemon), "before") == 6; }, PATIENCE));
         daemon.stop();
@@ -71,7 +71,7 @@ protected:
         daemon.start();
         EXPECT_GT(daemon.log_count(line), 0) << daemon.log();
         apsim::Fleet fleet(fleet_options(daemon, 6));
-        EXPECT_TRUE(all_run(fleet)) << daemon.log();
+        EXPECT_TRUE(all_run(daemon, fleet)) << daemon.log();
         EXPECT_EQ(daemon.count()[1], 6);
     }
 };
@@ -110,10 +110,10 @@ TEST_F(SpoiltFile, one_with_senseless_rows_is_reported_and_the_aps_are_served)
 
 TEST(StorageTrouble, a_file_that_another_process_holds_for_seconds_delays_rows_and_no_ap)
 {
-    Daemon daemon(60);
+    Daemon daemon(20);
     daemon.start();
     apsim::Fleet fleet(fleet_options(daemon, 6));
-    ASSERT_TRUE(all_run(fleet));
+    ASSERT_TRUE(all_run(daemon, fleet));
     name_all(daemon, fleet, "before");
     ASSERT_TRUE(fleet.run_until([&] { return stored_names(ap_file(daemon), "before") == 6; }, PATIENCE));
 
@@ -132,14 +132,14 @@ TEST(StorageTrouble, a_file_that_another_process_holds_for_seconds_delays_rows_a
 
 TEST(StorageTrouble, a_file_that_is_removed_while_open_costs_no_service_and_is_made_anew_at_the_next_start)
 {
-    Daemon daemon(60);
+    Daemon daemon(20);
     daemon.start();
     apsim::Fleet fleet(fleet_options(daemon, 6));
-    ASSERT_TRUE(all_run(fleet));
+    ASSERT_TRUE(all_run(daemon, fleet));
     std::filesystem::remove(ap_file(daemon));
     name_all(daemon, fleet, "gone");
     live(fleet, 120);
-    EXPECT_EQ(fleet.stats().in_state(apsim::ApState::running), 6u);
+    EXPECT_TRUE(all_run(daemon, fleet));
 
     daemon.stop();
     daemon.start();

@@ -6,19 +6,10 @@
 #include "ac_wtp_protocol/acwtp_thread.h"
 #include "ac_wtp_protocol/udp_skb_queue.h"
 #include "common/ac_alloc.h"
+#include "pool_end.h"
 #include "test_world.h"
 
 namespace {
-
-void pool_end(CWMemoryPool* pool)
-{
-    CWPool_destroy(pool);
-    while (pool->pMemHead != nullptr) {
-        CWMemoryZone* zone = pool->pMemHead;
-        pool->pMemHead = zone->pNext;
-        ac_free(zone);
-    }
-}
 
 int zones_of(const CWMemoryPool& pool)
 {

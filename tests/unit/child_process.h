@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -34,6 +35,7 @@ template <typename Body> ChildOutcome in_child(Body&& body, const std::string& u
     fflush(nullptr);
     const pid_t child = fork();
     if (child == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL); // a test that is killed ends it, too
         close(ends[0]);
         dup2(ends[1], STDOUT_FILENO);
         close(ends[1]);

@@ -19,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "kept_environment.h"
 #include "platform/ac_platform.h"
 
 class PlatformRoot : public ::testing::Test {
@@ -101,4 +102,7 @@ protected:
     bool exists(const std::string& path) const { return std::filesystem::exists(root + path); }
 
     std::string root;
+
+private:
+    kept_environment environment_;
 };

@@ -14,6 +14,7 @@
 #include <sstream>
 
 #include "ac_mib/ac_product.h"
+#include "ac_mib/apconfig_query.h"
 #include "ac_mib/sql_flash_queue.h"
 #include "ac_wtp_protocol/ac_joined_list.h"
 #include "ac_wtp_protocol/acwtp_thread.h"
@@ -26,6 +27,7 @@
 #include "platform/ac_clock.h"
 #include "platform/ac_net.h"
 #include "platform/ac_platform.h"
+#include "pool_end.h"
 
 namespace {
 
@@ -51,20 +53,29 @@ int remove_entry(const char* path, const struct stat*, int, struct FTW*)
     return remove(path);
 }
 
+void set_environment(const std::string& root)
+{
+    setenv("AC_ROOT", root.c_str(), 1);
+    setenv("AC_LAN_IF", "lo", 1);
+    unsetenv("AC_TIME_SCALE");
+    unsetenv("AC_TIME_START");
+}
+
 // The platform reads its environment once per process; a second test of the same process keeps the first one's root.
 std::string process_root()
 {
     static std::string root;
     if (!root.empty()) {
         mkdir(root.c_str(), 0700);
+        set_environment(root);
         return root;
     }
     char name[] = "/tmp/wtp-unit-XXXXXX";
-    root = mkdtemp(name);
-    setenv("AC_ROOT", root.c_str(), 1);
-    setenv("AC_LAN_IF", "lo", 1);
-    unsetenv("AC_TIME_SCALE");
-    unsetenv("AC_TIME_START");
+    // The process that a death test starts ends without a TearDown: it lives in the root of the test that waits for it.
+    const char* given = getenv("WTP_UNIT_ROOT");
+    root = given != nullptr ? given : mkdtemp(name);
+    setenv("WTP_UNIT_ROOT", root.c_str(), 1);
+    set_environment(root);
     platform_init();
     return root;
 }
@@ -73,10 +84,19 @@ void make_semaphores_and_pools()
 {
     for (sem_t* semaphore : {&sem_protocol, &udp_sem_sig, &udp_discvr_sem_sig, &sql_flash_sig})
         sem_init(semaphore, 0, 0);
-    static bool made = false;
-    if (made) return;
-    made = udp_skb_pools_make() && udp_discvr_pools_make() && sql_flash_pools_make();
-    ASSERT_TRUE(made);
+    ASSERT_TRUE(udp_skb_pools_make() && udp_discvr_pools_make() && sql_flash_pools_make());
+}
+
+// A pool keeps what a test did to it: its growth, and the blocks that other pools gave it. So none outlives its test.
+void pools_end()
+{
+    for (CWMemoryPool** pool : {&g_ac_pthread[PTHREAD_AC_SQL].mempool, &g_ac_pthread[PTHREAD_DISCORVER].mempool_1,
+                                &g_ac_pthread[PTHREAD_UDP_QUEUE].mempool, &g_ac_pthread[PTHREAD_UDP_QUEUE].mempool_1}) {
+        if (*pool == nullptr) continue;
+        pool_end(*pool);
+        ac_free(*pool);
+        *pool = nullptr;
+    }
 }
 
 // The rows that a test before this one has filled, as a start of the process would find them.
@@ -84,6 +104,15 @@ void products_reset()
 {
     static const std::vector<PRODUCT_AP> builtin(std::begin(g_ap_product), std::end(g_ap_product));
     std::copy(builtin.begin(), builtin.end(), g_ap_product);
+}
+
+// An ageing that a test before this one has made keeps the next one waiting. A pass over the empty table, long ago,
+// lets it be the last.
+void ageing_reset()
+{
+    ac_clock_manual(1);
+    apconfig_check_unonline_num();
+    ac_clock_manual(WORLD_START);
 }
 
 void drain_frames()
@@ -122,18 +151,22 @@ void TestWorld::SetUp()
     products_reset();
     apconfig_del_all();
     apconfig_htable_init();
+    ageing_reset();
     acwtp_joined_htable_init();
     ac_store(wtp_online_num_count, 0);
     acwtp_msg_list_del_all();
     acwtp_msged_list_del_all();
-    drain_frames();
-    take_notes();
 }
 
 void TestWorld::TearDown()
 {
     ac_alloc_fail_after(-1);
     ac_net_capture(nullptr);
+    ac_clock_fail(false);
+    ac_clock_release();
+    drain_frames();
+    take_notes();
+    pools_end();
     nftw(root.c_str(), remove_entry, 16, FTW_DEPTH | FTW_PHYS);
 }
 

@@ -36,7 +36,7 @@ struct WorkItem {
 Mac test_mac(int number); // 02:00:00:00:hh:ll
 
 // SetUp makes an empty root below /tmp, sets AC_ROOT and AC_LAN_IF=lo, takes over the clock (it stands at 1700000000),
-// initialises lists, tables and pools as the threads would, and captures what is sent. TearDown removes the root.
+// initialises lists, tables, pools as the threads would, and captures what is sent. TearDown puts all of that back.
 class TestWorld : public ::testing::Test {
 protected:
     void SetUp() override;

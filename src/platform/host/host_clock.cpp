@@ -153,6 +153,11 @@ void ac_clock_manual(time_t start)
     g_manual.store(true);
 }
 
+void ac_clock_release()
+{
+    g_manual.store(false);
+}
+
 void ac_clock_advance(int seconds)
 {
     if (g_manual.load()) manual_advance(std::int64_t{seconds} * US_PER_S);

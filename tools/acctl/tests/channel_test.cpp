@@ -5,7 +5,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
@@ -14,6 +14,16 @@
 using namespace acctl;
 
 namespace {
+
+constexpr double patience = 90; // seconds, for what must come: a bound for failures, not a measure
+
+struct OwnFolder {
+    std::string path = "/tmp/acctl-test.XXXXXX";
+    OwnFolder() { EXPECT_NE(mkdtemp(path.data()), nullptr); }
+    ~OwnFolder() { std::filesystem::remove_all(path); }
+    OwnFolder(const OwnFolder&) = delete;
+    OwnFolder& operator=(const OwnFolder&) = delete;
+};
 
 Request ask(unsigned type = 35)
 {
@@ -49,7 +59,7 @@ TEST(Channel, sends_a_header_and_its_data_and_reads_the_same)
     request.ap_num = 7;
     request.ap_flag = 1;
     request.data = {9, 8};
-    const Reply reply = Channel(controller.path(), 10).exchange(request);
+    const Reply reply = Channel(controller.path(), patience).exchange(request);
     EXPECT_EQ(reply.header.ap_num, 2);
     EXPECT_EQ(reply.data, (std::vector<UINT8>{1, 2, 3}));
     const Bytes expected = {1, 0, 0, 0, 0x96, 2, 7, 0, 0, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, 9, 8};
@@ -62,7 +72,7 @@ TEST(Channel, a_long_answer_comes_whole)
     for (std::size_t i = 0; i < data.size(); i++)
         data[i] = static_cast<std::uint8_t>(i * 31 >> 3);
     const FakeController controller([&](const Bytes&) { return message(35, 0, data); });
-    EXPECT_EQ(Channel(controller.path(), 60).exchange(ask()).data, data);
+    EXPECT_EQ(Channel(controller.path(), patience).exchange(ask()).data, data);
 }
 
 TEST(Channel, prints_nothing_of_its_own)
@@ -71,14 +81,14 @@ TEST(Channel, prints_nothing_of_its_own)
     cut_short.resize(60);
     const FakeController controller([&](const Bytes&) { return cut_short; });
     testing::internal::CaptureStdout();
-    failure_of(Channel(controller.path(), 10), ask());
+    failure_of(Channel(controller.path(), patience), ask());
     printf("result\n");
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "result\n");
 }
 
 TEST(Channel, a_missing_socket_is_told_with_its_path)
 {
-    const Refused refused = failure_of(Channel("/nonexistent/ac_socket", 10), ask());
+    const Refused refused = failure_of(Channel("/nonexistent/ac_socket", patience), ask());
     EXPECT_EQ(refused.kind, Failure::unreachable);
     EXPECT_EQ(refused.text, "no controller answers at /nonexistent/ac_socket: there is no such socket. Is it running? "
                             "AC_ROOT or --socket tell where it lives");
@@ -86,18 +96,17 @@ TEST(Channel, a_missing_socket_is_told_with_its_path)
 
 TEST(Channel, a_socket_that_nobody_listens_at_is_told)
 {
-    const std::string path = testing::TempDir() + "/dead_socket";
-    std::filesystem::remove(path);
+    const OwnFolder folder;
+    const std::string path = folder.path + "/socket";
     const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     path.copy(address.sun_path, sizeof address.sun_path - 1);
     ASSERT_EQ(bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
     close(fd);
-    const Refused refused = failure_of(Channel(path, 10), ask());
+    const Refused refused = failure_of(Channel(path, patience), ask());
     EXPECT_EQ(refused.kind, Failure::unreachable);
     EXPECT_EQ(refused.text, "no controller answers at " + path + ": is it running?");
-    std::filesystem::remove(path);
 }
 
 TEST(Channel, a_file_that_is_no_socket_is_told)
@@ -142,14 +151,14 @@ TEST(Channel, an_answer_that_breaks_off_is_told)
     Bytes half = message(35, 0, Bytes(100));
     half.resize(30);
     const FakeController controller([&](const Bytes&) { return half; });
-    const Refused refused = failure_of(Channel(controller.path(), 10), ask());
+    const Refused refused = failure_of(Channel(controller.path(), patience), ask());
     EXPECT_NE(refused.text.find("closed the connection without a whole answer"), std::string::npos);
 }
 
 TEST(Channel, a_controller_that_takes_no_connection_is_given_up)
 {
-    const std::string path = testing::TempDir() + "/full_socket";
-    std::filesystem::remove(path);
+    const OwnFolder folder;
+    const std::string path = folder.path + "/socket";
     const int listener = socket(AF_UNIX, SOCK_STREAM, 0);
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
@@ -163,13 +172,12 @@ TEST(Channel, a_controller_that_takes_no_connection_is_given_up)
     EXPECT_EQ(refused.text, "no controller answers at " + path + ": it takes no more connections; it is busy or hangs");
     close(first);
     close(listener);
-    std::filesystem::remove(path);
 }
 
 TEST(Channel, a_connection_that_closes_without_an_answer_is_told)
 {
     const FakeController controller([](const Bytes&) { return Bytes(); });
-    const Refused refused = failure_of(Channel(controller.path(), 10), ask(0x0116));
+    const Refused refused = failure_of(Channel(controller.path(), patience), ask(0x0116));
     EXPECT_EQ(refused.kind, Failure::closed);
     EXPECT_EQ(refused.text,
               "the controller at " + controller.path() +
@@ -183,14 +191,14 @@ TEST(Channel, an_answer_cut_at_any_byte_is_refused)
     for (std::size_t length = 0; length < whole.size(); length++) {
         const FakeController controller(
             [&](const Bytes&) { return Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length)); });
-        EXPECT_EQ(failure_of(Channel(controller.path(), 10), ask()).kind, Failure::closed) << length;
+        EXPECT_EQ(failure_of(Channel(controller.path(), patience), ask()).kind, Failure::closed) << length;
     }
 }
 
 TEST(Channel, an_answer_of_another_type_is_refused)
 {
     const FakeController controller([](const Bytes&) { return message(36, 0); });
-    const Refused refused = failure_of(Channel(controller.path(), 10), ask());
+    const Refused refused = failure_of(Channel(controller.path(), patience), ask());
     EXPECT_EQ(refused.kind, Failure::bad_answer);
     EXPECT_NE(refused.text.find("has type 36 where 35 belongs"), std::string::npos);
 }
@@ -200,7 +208,7 @@ TEST(Channel, an_answer_that_claims_too_much_is_refused_unread)
     Bytes header = message(35, 0);
     put32(header, 16, 0x7FFFFFFF);
     const FakeController controller([&](const Bytes&) { return header; });
-    const Refused refused = failure_of(Channel(controller.path(), 10), ask());
+    const Refused refused = failure_of(Channel(controller.path(), patience), ask());
     EXPECT_EQ(refused.kind, Failure::bad_answer);
     EXPECT_NE(refused.text.find("claims 2147483647 bytes"), std::string::npos);
 }
@@ -210,7 +218,7 @@ TEST(Channel, a_negative_length_is_no_data)
     Bytes header = message(35, 0);
     put32(header, 16, 0xFFFFFFFF);
     const FakeController controller([&](const Bytes&) { return header; });
-    EXPECT_TRUE(Channel(controller.path(), 10).exchange(ask()).data.empty());
+    EXPECT_TRUE(Channel(controller.path(), patience).exchange(ask()).data.empty());
 }
 
 TEST(Channel, a_path_that_no_socket_can_have_is_refused)

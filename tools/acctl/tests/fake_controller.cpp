@@ -213,6 +213,8 @@ Ran acctl_line(const FakeController& controller, std::vector<std::string> words)
 
 Ran acctl_line(const std::string& socket, std::vector<std::string> words)
 {
+    if (std::find(words.begin(), words.end(), "--timeout") == words.end())
+        words.insert(words.begin(), {"--timeout", "90"}); // for a loaded machine
     words.insert(words.begin(), {"acctl", "--socket", socket});
     std::vector<const char*> argv;
     for (const std::string& word : words)

@@ -27,12 +27,25 @@ BenchOptions short_run()
 
 const std::atomic<bool> go_on = false;
 
+// A short run is enough but on a machine with more to do than time for it.
+template <typename Enough>
+BenchResult run_until(const sockaddr_in& server, std::size_t count, BenchOptions options, Enough enough)
+{
+    BenchResult result = run_bench(server, peers(count), options, go_on);
+    for (; !enough(result) && options.measured < 60; options.measured *= 4)
+        result = run_bench(server, peers(count), options, go_on);
+    return result;
+}
+
 } // namespace
 
 TEST(Bench, the_bare_loop_answers_every_round)
 {
     const BareServer server;
-    const BenchResult result = run_bench(server.address(), peers(8), short_run(), go_on);
+    BenchOptions options = short_run();
+    options.answer_limit = 90; // a late answer is one, too
+    const auto some = [](const BenchResult& result) { return result.rounds > 0; };
+    const BenchResult result = run_until(server.address(), 8, options, some);
     EXPECT_GT(result.rounds, 0u);
     EXPECT_EQ(result.strange, 0u);
     EXPECT_EQ(result.answers.count(), result.rounds);
@@ -43,7 +56,8 @@ TEST(Bench, a_server_that_answers_nothing_yields_timeouts_and_no_rounds)
 {
     LoopbackController controller;
     controller.with_script([](ScriptController& script) { script.mute = true; });
-    const BenchResult result = run_bench(controller.address(), peers(4), short_run(), go_on);
+    const auto some = [](const BenchResult& result) { return result.timeouts > 0; };
+    const BenchResult result = run_until(controller.address(), 4, short_run(), some);
     EXPECT_EQ(result.rounds, 0u);
     EXPECT_GT(result.timeouts, 0u);
 }
@@ -51,7 +65,8 @@ TEST(Bench, a_server_that_answers_nothing_yields_timeouts_and_no_rounds)
 TEST(Bench, a_link_down_is_no_answer)
 {
     LoopbackController controller; // knows none of the peers
-    const BenchResult result = run_bench(controller.address(), peers(4), short_run(), go_on);
+    const auto some = [](const BenchResult& result) { return result.strange + result.timeouts > 0; };
+    const BenchResult result = run_until(controller.address(), 4, short_run(), some);
     EXPECT_EQ(result.rounds, 0u);
     EXPECT_GT(result.strange + result.timeouts, 0u);
 }

@@ -10,14 +10,14 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr auto patience = 60s;
+constexpr auto patience = 90s;
 
 FleetOptions options_for(const LoopbackController& controller, std::size_t aps)
 {
     FleetOptions options;
     options.controller = controller.address();
     options.aps = aps;
-    options.scale = 100;
+    options.scale = 20; // an echo is missed after 1.5 s: the controller of a busy machine is faster
     return options;
 }
 
@@ -107,7 +107,11 @@ TEST(Fleet, a_controller_that_forgets_all_sees_all_again)
     Fleet fleet(options_for(controller, 10));
     ASSERT_TRUE(fleet.run_until([&] { return running(fleet) == 10; }, patience));
     controller.with_script([](ScriptController& script) { script.joined.clear(); });
-    ASSERT_TRUE(fleet.run_until([&] { return fleet.stats().sum.joins == 20; }, patience));
+    const auto all_again = [&] {
+        const ApCounters sum = fleet.stats().sum;
+        return sum.joins == 20 + sum.join_restarted;
+    };
+    ASSERT_TRUE(fleet.run_until(all_again, patience));
     EXPECT_EQ(fleet.stats().sum.lost, 10u);
     EXPECT_EQ(fleet.stats().sum.link_down, 10u);
 }
@@ -188,10 +192,9 @@ TEST(Fleet, stop_ends_a_run_from_another_thread)
 TEST(Fleet, no_controller_is_no_crash)
 {
     FleetOptions options;
-    {
-        const LoopbackController gone;
-        options = options_for(gone, 3);
-    }
+    options.controller = endpoint("127.0.0.1:1"); // a port that the system hands out to nobody
+    options.aps = 3;
+    options.scale = 20;
     Fleet fleet(options);
     ASSERT_TRUE(fleet.run_until([&] { return fleet.stats().sum.retransmissions >= 6; }, patience));
     EXPECT_EQ(running(fleet), 0u);
