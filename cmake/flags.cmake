@@ -5,6 +5,10 @@ target_compile_options(wtp_flags INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wcast-align -Wformat=2 -Wundef
   -Wnon-virtual-dtor -Woverloaded-virtual -Wimplicit-fallthrough -Wvla -Werror)
 target_compile_definitions(wtp_flags INTERFACE _GNU_SOURCE)
+# On a 32-bit machine glibc's time ends in 2038, and files and inode numbers have 32 bits, unless more is asked for.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  target_compile_definitions(wtp_flags INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
+endif()
 if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
   target_compile_options(wtp_flags INTERFACE -Wthread-safety -Werror=thread-safety -Wno-gnu-zero-variadic-macro-arguments)
 else()
@@ -12,6 +16,14 @@ else()
 endif()
 if(WTP_LOCK_ORDER)
   target_compile_definitions(wtp_flags INTERFACE WTP_LOCK_ORDER=1)
+endif()
+
+# The clock and the retired records count in 64-bit atomics. Some 32-bit machines have no instructions for them.
+include(CheckCXXSourceCompiles)
+set(WTP_ATOMIC_64 "#include <atomic>\n#include <cstdint>\nstd::atomic<std::uint64_t> a; int main() { return a++ == 1; }")
+check_cxx_source_compiles("${WTP_ATOMIC_64}" WTP_ATOMIC_BUILT_IN)
+if(NOT WTP_ATOMIC_BUILT_IN)
+  target_link_libraries(wtp_flags INTERFACE atomic)
 endif()
 
 set(WTP_SANITIZE "" CACHE STRING "value of -fsanitize= for the whole tree")

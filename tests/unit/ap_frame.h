@@ -35,7 +35,7 @@ struct ApFrame {
     unsigned ap_type = 4;
     unsigned vendor = 0x1788;
     UINT32 crc = 0;
-    long msg_length = -1; // -1: that of the payload
+    std::int64_t msg_length = -1; // -1: that of the payload
 
     Bytes bytes() const
     {

@@ -81,8 +81,16 @@ extern "C" int __real_chmod(const char* path, mode_t mode);
 extern "C" int __wrap_chmod(const char* path, mode_t mode);
 extern "C" int __real_accept4(int fd, struct sockaddr* address, socklen_t* length, int flags);
 extern "C" int __wrap_accept4(int fd, struct sockaddr* address, socklen_t* length, int flags);
-extern "C" int __real_setsockopt(int fd, int level, int option, const void* value, socklen_t length);
-extern "C" int __wrap_setsockopt(int fd, int level, int option, const void* value, socklen_t length);
+// Where times of 64 bits are not the machine's own, the C library's headers have another function for the options.
+#if defined __USE_TIME_BITS64 && __WORDSIZE == 32
+#define REAL_SETSOCKOPT __real___setsockopt64
+#define WRAP_SETSOCKOPT __wrap___setsockopt64
+#else
+#define REAL_SETSOCKOPT __real_setsockopt
+#define WRAP_SETSOCKOPT __wrap_setsockopt
+#endif
+extern "C" int REAL_SETSOCKOPT(int fd, int level, int option, const void* value, socklen_t length);
+extern "C" int WRAP_SETSOCKOPT(int fd, int level, int option, const void* value, socklen_t length);
 
 ssize_t __wrap_read(int fd, void* buffer, std::size_t count)
 {
@@ -110,12 +118,12 @@ int __wrap_accept4(int fd, struct sockaddr* address, socklen_t* length, int flag
     return __real_accept4(fd, address, length, flags);
 }
 
-int __wrap_setsockopt(int fd, int level, int option, const void* value, socklen_t length)
+int WRAP_SETSOCKOPT(int fd, int level, int option, const void* value, socklen_t length)
 {
     if (option == g_refused_option) {
         errno = EINVAL;
         return -1;
     }
     if (option == SO_RCVBUF) g_receive_buffer = *static_cast<const int*>(value);
-    return __real_setsockopt(fd, level, option, value, length);
+    return REAL_SETSOCKOPT(fd, level, option, value, length);
 }

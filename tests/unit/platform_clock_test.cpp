@@ -219,6 +219,22 @@ TEST_F(PlatformClock, advancing_moves_both_clocks)
     });
 }
 
+// 2^31 seconds are over in January 2038.
+TEST_F(PlatformClock, the_time_of_day_goes_on_where_31_bits_of_seconds_end)
+{
+    by_hand([] {
+        ac_clock_manual(2147483647);
+        ac_clock_advance(10);
+        EXPECT_EQ(ac_time(), 2147483657);
+        struct timeval now = {};
+        ASSERT_EQ(ac_gettimeofday(&now), 0);
+        EXPECT_EQ(now.tv_sec, 2147483657);
+        struct tm local = {};
+        ASSERT_NE(ac_localtime(ac_time() + 86400, &local), nullptr);
+        EXPECT_EQ(local.tm_year, 138);
+    });
+}
+
 TEST_F(PlatformClock, setting_the_time_back_leaves_the_monotonic_clock)
 {
     by_hand([] {

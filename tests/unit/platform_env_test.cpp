@@ -192,6 +192,15 @@ TEST_F(PlatformEnv, the_clock_starts_at_the_local_time_given)
     EXPECT_EQ(outcome.status, 0) << outcome.err;
 }
 
+TEST_F(PlatformEnv, the_clock_may_start_where_31_bits_of_seconds_do_not_reach)
+{
+    const Outcome outcome = in_process({{"TZ", "UTC0"}, {"AC_TIME_START", "2038-01-19 03:14:08"}}, [] {
+        EXPECT_GE(ac_time(), 2147483648);
+        EXPECT_LT(ac_time(), 2147483648 + 3600);
+    });
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+}
+
 TEST_F(PlatformEnv, standard_output_is_line_buffered)
 {
     // Into a pipe, which the C library would otherwise buffer as a whole. The child is killed, so that nothing flushes.

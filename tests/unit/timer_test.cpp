@@ -123,6 +123,16 @@ TEST_F(TestWorld, microseconds_above_999999_are_carried_into_seconds)
     EXPECT_EQ(first_due().tv_usec, 500000);
 }
 
+TEST_F(TestWorld, a_timer_armed_before_31_bits_of_seconds_end_falls_due_after_them)
+{
+    ac_clock_manual(2147483640);
+    acwtp_echo_timeout(note, &g_one, 30, 0);
+    ac_clock_advance(29);
+    EXPECT_EQ(run_due(), Ran{});
+    ac_clock_advance(1);
+    EXPECT_EQ(run_due(), Ran{1});
+}
+
 TEST_F(TestWorld, a_time_is_later_only_if_it_is_not_equal)
 {
     EXPECT_TRUE(acwtp_time_later({2, 0}, {1, 999999}));

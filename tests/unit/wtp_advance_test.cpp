@@ -598,6 +598,7 @@ TEST_F(WtpAdvance, a_vlan_binding_is_answered_after_the_work)
     EXPECT_EQ(reply, response_to(141));
     EXPECT_EQ(take_items().size(), 1u);
     EXPECT_EQ(text_of(node->p_qvlan_name), "floor");
+    EXPECT_EQ(work_at_the_answer(SET_AP_CONFIG_QVLAN_REQ, 1, behind(macs({1}), name32("floor"))), 1);
 }
 
 TEST_F(WtpAdvance, a_vlan_name_that_is_empty_cut_short_or_unknown_binds_nothing)

@@ -278,7 +278,7 @@ void Fleet::round(clock::time_point until)
     epoll_event events[256];
     const int ready = epoll_wait(epoll_, events, 256, wait_ms(until));
     for (int i = 0; i < ready; i++)
-        receive(*aps_[events[i].data.u64]);
+        receive(*aps_[static_cast<std::size_t>(events[i].data.u64)]);
 }
 
 int Fleet::wait_ms(clock::time_point until) const

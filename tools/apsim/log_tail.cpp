@@ -59,7 +59,8 @@ void LogTail::read_on()
     if (!readable_) return;
     const auto size = static_cast<std::uint64_t>(file.tellg());
     if (size < at_) at_ = 0;
-    std::string added(std::min<std::uint64_t>(size - at_, read_bytes), '\0');
+    const std::uint64_t wanted = std::min<std::uint64_t>(size - at_, read_bytes);
+    std::string added(static_cast<std::size_t>(wanted), '\0');
     file.seekg(static_cast<std::streamoff>(at_));
     file.read(added.data(), static_cast<std::streamsize>(added.size()));
     added.resize(static_cast<std::size_t>(file.gcount()));
