@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <string>
 #include <thread>
 
 #include "ac_sql/sqlite_apconfig_update.h"
@@ -44,6 +45,35 @@ protected:
         return texts.size() == 1 ? texts[0] : std::to_string(texts.size()) + " statements";
     }
 };
+
+TEST_F(SqlFlashWorld, the_kinds_of_data_have_their_numbers)
+{
+    const int kinds[] = {CONFIG_SQL_LED,
+                         CONFIG_SQL_STATUS,
+                         CONFIG_SQL_IP,
+                         CONFIG_SQL_APNAME,
+                         CONFIG_SQL_RF,
+                         CONFIG_SQL_WL_BASIC,
+                         CONFIG_SQL_REBOOT,
+                         CONFIG_SQL_ALARM,
+                         CONFIG_SQL_VERSION,
+                         CONFIG_SQL_ALARM_EVENT,
+                         CONFIG_SQL_ALARM_NAME,
+                         CONFIG_SQL_REBOOT_NAME,
+                         CONFIG_SQL_DELETE_AP,
+                         CONFIG_SQL_ADD_AP,
+                         CONFIG_SQL_WLRF,
+                         CONFIG_SQL_ADVANCE,
+                         CONFIG_SQL_CLI_LIMIT,
+                         CONFIG_SQL_CHANNEL,
+                         CONFIG_SQL_WL_POLICY_NAME,
+                         CONFIG_SQL_PASSWORD_NAME,
+                         CONFIG_SQL_QVLAN_NAME,
+                         CONFIG_SQL_WL_DEPLOY_NAME};
+    for (int number = 0; number < 22; number++)
+        EXPECT_EQ(kinds[number], number);
+    EXPECT_EQ(std::size(kinds), 22u);
+}
 
 TEST_F(SqlFlashWorld, a_note_is_queued_with_its_content_and_one_post)
 {
@@ -109,6 +139,26 @@ TEST_F(SqlFlashWorld, more_notes_than_the_pool_has_blocks_are_all_kept)
     const auto notes = take_notes();
     ASSERT_EQ(notes.size(), 1100u);
     EXPECT_EQ(notes.back().index, 1099);
+}
+
+TEST_F(SqlFlashWorld, a_note_without_memory_for_its_block_is_lost_with_255_and_the_next_is_queued)
+{
+    const CWMemoryPool* pool = g_ac_pthread[PTHREAD_AC_SQL].mempool;
+    std::size_t queued = 0;
+    for (; pool->freeHead != nullptr && queued < SQL_FLASH_NOTES_MAX; queued++)
+        (void)sql_flash_queue_in(CONFIG_SQL_WL_POLICY_NAME, 0, M1.data());
+    ASSERT_EQ(pool->freeHead, nullptr);
+    const int before = posts();
+    testing::internal::CaptureStderr();
+    ac_alloc_fail_after(0);
+    EXPECT_EQ(sql_flash_queue_in(CONFIG_SQL_LED, 0, M1.data()), 255);
+    ac_alloc_fail_after(-1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr().substr(0, 7), "malloc:");
+    EXPECT_EQ(posts(), before);
+    EXPECT_EQ(sql_flash_queue_in(CONFIG_SQL_STATUS, 0, M1.data()), 0);
+    const std::vector<FlashNote> notes = take_notes();
+    ASSERT_EQ(notes.size(), queued + 1);
+    EXPECT_EQ(notes.back().type, CONFIG_SQL_STATUS);
 }
 
 TEST_F(SqlFlashWorld, a_flood_of_notes_is_cut_off_with_one_line_and_deletions_have_room_left)
@@ -298,7 +348,7 @@ TEST_F(SqlFlashWorld, a_radio_note_writes_the_radio_and_the_policy_of_its_index)
 
 TEST_F(SqlFlashWorld, a_radio_that_does_not_exist_is_a_line_and_writes_nothing)
 {
-    for (int index : {1, 2, -1, 256}) {
+    for (int index : {1, 2, -1, 256, -256}) { // 256 and -256 are 0 in a byte
         std::vector<std::string> texts;
         sql_flash_queue_in(CONFIG_SQL_RF, index, M1.data());
         EXPECT_EQ(lines_of([&] { texts = pass(); }), "E|index:" + std::to_string(index));
@@ -337,8 +387,10 @@ TEST_F(SqlFlashWorld, whole_record_notes_write_their_rows)
     sql_flash_queue_out();
     EXPECT_EQ(cell(db, "select count(*) from ap_basic"), "1");
     EXPECT_EQ(cell(db, "select count(*) from ap_ssid"), "0");
+    run(db, "update ap_basic set status=99");
     sql_flash_queue_in(CONFIG_SQL_WLRF, 0, M1.data());
     sql_flash_queue_out();
+    EXPECT_EQ(cell(db, "select status from ap_basic"), "99");
     EXPECT_EQ(cell(db, "select count(*) from ap_ssid"), "2");
     run(db, "delete from ap_basic; delete from ap_ssid");
     sql_flash_queue_in(CONFIG_SQL_ADD_AP, 0, M1.data());
@@ -393,6 +445,19 @@ TEST_F(SqlFlashWorld, a_note_added_during_the_last_ones_work_waits_for_its_own_p
     sqlite3_trace_v2(db.handle.load(), 0, nullptr, nullptr);
     EXPECT_EQ(posts(), before + 1);
     EXPECT_EQ(take_notes(), (std::vector<FlashNote>{{CONFIG_SQL_STATUS, 0, M1}}));
+}
+
+// It stands behind the pass's last note, whose successor is read only when its own turn has come.
+TEST_F(SqlFlashWorld, a_note_added_during_an_earlier_ones_work_is_written_in_the_same_pass)
+{
+    sql_flash_queue_in(CONFIG_SQL_LED, 0, M1.data());
+    sql_flash_queue_in(CONFIG_SQL_VERSION, 0, M1.data());
+    int number = 1;
+    sqlite3_trace_v2(db.handle.load(), SQLITE_TRACE_STMT, queue_another, &number);
+    sql_flash_queue_out();
+    sqlite3_trace_v2(db.handle.load(), 0, nullptr, nullptr);
+    EXPECT_EQ(number, 1 - 3); // the statements of all three
+    EXPECT_TRUE(take_notes().empty());
 }
 
 // What a statement of a pass finds.
@@ -510,7 +575,10 @@ TEST_F(SqlFlashWorld, the_thread_logs_itself_and_writes_what_is_queued)
     EXPECT_EQ(cell(db, "select ledstatus from ap_basic"), "5");
     pthread_cancel(thread);
     pthread_join(thread, nullptr);
-    EXPECT_EQ(read_file("/etc/ac_conf").substr(0, 23), "thread_write_flash pid:");
+    EXPECT_EQ(read_file("/etc/ac_conf"),
+              "thread_write_flash pid:" + std::to_string(getpid()) + " pthread_id:" +
+                  std::to_string(static_cast<int>(reinterpret_cast<std::uintptr_t>(reinterpret_cast<void*>(thread)))) +
+                  "\n");
     EXPECT_TRUE(pthread_equal(g_ac_pthread[PTHREAD_AC_SQL].tid, thread));
     EXPECT_EQ(g_ac_pthread[PTHREAD_AC_SQL].pid, getpid());
 }
