@@ -3,6 +3,8 @@
 #include <semaphore.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <string>
 #include <thread>
@@ -193,6 +195,20 @@ TEST_F(SqlFlashWorld, after_a_flood_the_number_of_lost_notes_is_a_line_and_the_n
         EXPECT_EQ(sql_flash_queue_in(CONFIG_SQL_WL_POLICY_NAME, 0, M1.data()), 0);
         EXPECT_EQ(take_notes().size(), 1u);
     }
+}
+
+TEST_F(SqlFlashWorld, the_number_of_lost_notes_is_a_line_as_soon_as_half_of_a_full_queue_has_room)
+{
+    const Mac unknown = test_mac(2); // a line for each note
+    testing::internal::CaptureStderr();
+    for (unsigned int i = 0; i <= SQL_FLASH_NOTES_MAX - SQL_FLASH_NOTES_KEPT; i++)
+        (void)sql_flash_queue_in(CONFIG_SQL_LED, 0, unknown.data());
+    (void)testing::internal::GetCapturedStderr();
+    const std::string lines = output_of([] { sql_flash_queue_out(); });
+    const std::size_t report = lines.find("--1 notes lost\n");
+    ASSERT_NE(report, std::string::npos);
+    const auto end = lines.begin() + static_cast<std::ptrdiff_t>(report);
+    EXPECT_EQ(std::count(lines.begin(), end, '\n'), 65536 - 1024 - 32768);
 }
 
 TEST_F(SqlFlashWorld, a_pass_over_an_empty_queue_does_nothing)
@@ -515,6 +531,39 @@ TEST_F(SqlFlashWorld, during_a_deletions_sql_nothing_is_locked)
     EXPECT_EQ(seen.note_queued, 2);
 }
 
+// A thread that asks for the AP table while the first statement of a pass runs.
+struct AskedInStatement {
+    std::thread asker;
+    std::atomic<int> statements = 0;
+    int seen = 0; // statements when it had the table
+};
+
+static int ask_for_the_table(unsigned, void* arg, void*, void*)
+{
+    auto& asked = *static_cast<AskedInStatement*>(arg);
+    if (++asked.statements != 1) return 0;
+    asked.asker = std::thread([&asked] {
+        const ac_lock table(g_apconfig_mutex);
+        asked.seen = asked.statements;
+    });
+    while (g_apconfig_mutex.waiting[0].load() + g_apconfig_mutex.waiting[1].load() == 0)
+        std::this_thread::yield();
+    return 0;
+}
+
+TEST_F(SqlFlashWorld, who_waits_for_the_ap_table_has_it_before_the_next_notes_sql)
+{
+    for (int i = 0; i < 20; i++)
+        sql_flash_queue_in(CONFIG_SQL_LED, 0, M1.data());
+    AskedInStatement asked;
+    sqlite3_trace_v2(db.handle.load(), SQLITE_TRACE_STMT, ask_for_the_table, &asked);
+    sql_flash_queue_out();
+    sqlite3_trace_v2(db.handle.load(), 0, nullptr, nullptr);
+    asked.asker.join();
+    EXPECT_EQ(asked.seen, 1);
+    EXPECT_EQ(asked.statements, 20);
+}
+
 // Or a record built anew between the two could be written before its predecessor's deletion, and lose its rows.
 TEST_F(SqlFlashWorld, the_removal_of_a_record_and_the_note_of_its_deletion_are_one_hold_of_the_table)
 {
@@ -562,6 +611,17 @@ TEST_F(SqlFlashWorld, notes_of_many_threads_are_each_handled_once)
     EXPECT_EQ(cell(db, "select count(*) from counted"), std::to_string(2 * EACH));
 }
 
+TEST_F(SqlFlashWorld, the_thread_ends_the_process_without_memory_for_its_pool_record)
+{
+    EXPECT_EXIT(
+        {
+            g_ac_pthread[PTHREAD_AC_SQL].mempool = nullptr;
+            ac_alloc_fail_after(0);
+            thread_write_flash(nullptr);
+        },
+        testing::ExitedWithCode(1), "malloc: ");
+}
+
 TEST_F(SqlFlashWorld, the_thread_logs_itself_and_writes_what_is_queued)
 {
     run(db, "create table counted(n int); create trigger count_writes after update of ledstatus on ap_basic begin "
@@ -573,6 +633,7 @@ TEST_F(SqlFlashWorld, the_thread_logs_itself_and_writes_what_is_queued)
     for (long i = 0; i < 1000000 && cell(db, "select count(*) from counted") == "0"; i++)
         std::this_thread::yield();
     EXPECT_EQ(cell(db, "select ledstatus from ap_basic"), "5");
+    EXPECT_EQ(posts(), 0);
     pthread_cancel(thread);
     pthread_join(thread, nullptr);
     EXPECT_EQ(read_file("/etc/ac_conf"),
