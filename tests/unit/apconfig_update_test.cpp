@@ -160,6 +160,27 @@ TEST_F(ApconfigUpdate, commands_of_one_row_take_any_sub_flag)
     EXPECT_EQ(node->status, AP_UPGRADING);
     EXPECT_EQ(update(command(SET_AP_REMARK_REQ, 8), apname("flagged")), 0);
     EXPECT_EQ(text_of(node->info_basic.apname.ap_name), "flagged");
+    take_notes();
+    for (const Row& row : rows()) {
+        const int number = row.type & 0xFF;
+        if (number == 4 || number == 18) continue;
+        EXPECT_EQ(update(command(number, 0xFF), row.data), 0) << number;
+        EXPECT_EQ(take_notes(), row.sql == -1 ? Notes{} : one_note(row.sql)) << number;
+    }
+    EXPECT_EQ(update(command(41, 0xFF), {0}), 0);
+    EXPECT_EQ(node->restore, 1);
+    EXPECT_EQ(update(command(40, 0xFF), {0}), 0);
+    EXPECT_EQ(take_notes(), one_note(CONFIG_SQL_VERSION));
+}
+
+TEST_F(ApconfigUpdate, the_commands_that_read_no_data_take_any_length)
+{
+    APCONFIG* node = record();
+    const UINT8 nothing = 0;
+    for (int number : {40, 41})
+        EXPECT_EQ(apconfig_mib_update(command(number), mac.data(), std::span(&nothing, 0)), 0);
+    EXPECT_EQ(node->status, AP_LINK_DOWN);
+    EXPECT_EQ(node->restore, 1);
 }
 
 TEST_F(ApconfigUpdate, the_mac_may_be_the_records_own_field)
@@ -288,7 +309,8 @@ TEST_F(ApconfigUpdate, the_status_is_replaced_and_can_be_asked_for)
 TEST_F(ApconfigUpdate, the_clients_of_an_ssid_are_set_without_a_note)
 {
     APCONFIG* node = record();
-    EXPECT_EQ(update(command(SET_AP_MAIN_SSID_NUM_REQ), {0, 3}), 0);
+    for (UINT8 clients : Bytes{9, 3})
+        EXPECT_EQ(update(command(SET_AP_MAIN_SSID_NUM_REQ), {0, clients}), 0);
     EXPECT_EQ(update(command(SET_AP_MAIN_SSID_NUM_REQ), {11, 200}), 0);
     EXPECT_EQ(node->main_ssid_client[0], 3);
     EXPECT_EQ(node->main_ssid_client[11], 200);

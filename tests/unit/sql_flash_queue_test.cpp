@@ -4,10 +4,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cstring>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "ac_sql/sqlite_apconfig_update.h"
 #include "ac_wtp_protocol/acwtp_thread.h"
@@ -34,6 +36,13 @@ protected:
         int value = 0;
         sem_getvalue(&sql_flash_sig, &value);
         return value;
+    }
+    static int queue_length() AC_REQUIRES(g_sql_flash_mutex)
+    {
+        int length = 0;
+        for (const list_node* at = g_sql_flash_queue.next; at != &g_sql_flash_queue; at = at->next)
+            length++;
+        return length;
     }
     // The statements of one pass.
     std::vector<std::string> pass()
@@ -145,11 +154,11 @@ TEST_F(SqlFlashWorld, more_notes_than_the_pool_has_blocks_are_all_kept)
 
 TEST_F(SqlFlashWorld, a_note_without_memory_for_its_block_is_lost_with_255_and_the_next_is_queued)
 {
-    const CWMemoryPool* pool = g_ac_pthread[PTHREAD_AC_SQL].mempool;
-    std::size_t queued = 0;
-    for (; pool->freeHead != nullptr && queued < SQL_FLASH_NOTES_MAX; queued++)
-        (void)sql_flash_queue_in(CONFIG_SQL_WL_POLICY_NAME, 0, M1.data());
-    ASSERT_EQ(pool->freeHead, nullptr);
+    CWMemoryPool* const pool = g_ac_pthread[PTHREAD_AC_SQL].mempool;
+    CWMemoryPool small;
+    CWPool_init(&small, 1, 64);
+    g_ac_pthread[PTHREAD_AC_SQL].mempool = &small;
+    EXPECT_EQ(sql_flash_queue_in(CONFIG_SQL_LED, 0, M1.data()), 0);
     const int before = posts();
     testing::internal::CaptureStderr();
     ac_alloc_fail_after(0);
@@ -158,9 +167,13 @@ TEST_F(SqlFlashWorld, a_note_without_memory_for_its_block_is_lost_with_255_and_t
     EXPECT_EQ(testing::internal::GetCapturedStderr().substr(0, 7), "malloc:");
     EXPECT_EQ(posts(), before);
     EXPECT_EQ(sql_flash_queue_in(CONFIG_SQL_STATUS, 0, M1.data()), 0);
-    const std::vector<FlashNote> notes = take_notes();
-    ASSERT_EQ(notes.size(), queued + 1);
-    EXPECT_EQ(notes.back().type, CONFIG_SQL_STATUS);
+    EXPECT_EQ(take_notes(), (std::vector<FlashNote>{{CONFIG_SQL_LED, 0, M1}, {CONFIG_SQL_STATUS, 0, M1}}));
+    g_ac_pthread[PTHREAD_AC_SQL].mempool = pool;
+    CWPool_destroy(&small);
+    while (CWMemoryZone* zone = small.pMemHead) {
+        small.pMemHead = zone->pNext;
+        ac_free(zone);
+    }
 }
 
 TEST_F(SqlFlashWorld, a_flood_of_notes_is_cut_off_with_one_line_and_deletions_have_room_left)
@@ -531,37 +544,45 @@ TEST_F(SqlFlashWorld, during_a_deletions_sql_nothing_is_locked)
     EXPECT_EQ(seen.note_queued, 2);
 }
 
-// A thread that asks for the AP table while the first statement of a pass runs.
-struct AskedInStatement {
-    std::thread asker;
+static int waiting_for(const ac_mutex& mutex)
+{
+    return mutex.waiting[0].load() + mutex.waiting[1].load();
+}
+
+// Threads that ask for the AP table, one while each statement of a pass runs.
+struct AskedInStatements {
+    std::vector<std::thread> askers;
     std::atomic<int> statements = 0;
-    int seen = 0; // statements when it had the table
+    std::array<int, 20> seen{}; // statements when each had the table
 };
 
 static int ask_for_the_table(unsigned, void* arg, void*, void*)
 {
-    auto& asked = *static_cast<AskedInStatement*>(arg);
-    if (++asked.statements != 1) return 0;
-    asked.asker = std::thread([&asked] {
+    auto& asked = *static_cast<AskedInStatements*>(arg);
+    int& seen = asked.seen[asked.askers.size() % asked.seen.size()];
+    asked.statements++;
+    asked.askers.emplace_back([&asked, &seen] {
         const ac_lock table(g_apconfig_mutex);
-        asked.seen = asked.statements;
+        seen = asked.statements;
     });
-    while (g_apconfig_mutex.waiting[0].load() + g_apconfig_mutex.waiting[1].load() == 0)
+    while (waiting_for(g_apconfig_mutex) == 0)
         std::this_thread::yield();
     return 0;
 }
 
 TEST_F(SqlFlashWorld, who_waits_for_the_ap_table_has_it_before_the_next_notes_sql)
 {
-    for (int i = 0; i < 20; i++)
+    AskedInStatements asked;
+    for (std::size_t i = 0; i < asked.seen.size(); i++)
         sql_flash_queue_in(CONFIG_SQL_LED, 0, M1.data());
-    AskedInStatement asked;
     sqlite3_trace_v2(db.handle.load(), SQLITE_TRACE_STMT, ask_for_the_table, &asked);
     sql_flash_queue_out();
     sqlite3_trace_v2(db.handle.load(), 0, nullptr, nullptr);
-    asked.asker.join();
-    EXPECT_EQ(asked.seen, 1);
-    EXPECT_EQ(asked.statements, 20);
+    for (std::thread& asker : asked.askers)
+        asker.join();
+    ASSERT_EQ(asked.askers.size(), asked.seen.size());
+    for (std::size_t i = 0; i < asked.seen.size(); i++)
+        EXPECT_EQ(asked.seen[i], static_cast<int>(i) + 1);
 }
 
 // Or a record built anew between the two could be written before its predecessor's deletion, and lose its rows.
@@ -587,10 +608,42 @@ TEST_F(SqlFlashWorld, the_removal_of_a_record_and_the_note_of_its_deletion_are_o
 
 TEST_F(SqlFlashWorld, freeing_the_nodes_of_a_record_leaves_the_record)
 {
+    const ac_reader section; // might still hold the nodes
+    const std::size_t before = ac_retired_sweep();
     free_list_node(record);
+    EXPECT_EQ(ac_retired_sweep(), before + 3); // one radio, two SSIDs
     EXPECT_TRUE(list_empty(&record->list_rf));
     EXPECT_TRUE(list_empty(&record->list_wl));
     EXPECT_EQ(apconfig_find(M1.data()), record);
+}
+
+// A post that came first could wake the thread for an empty queue, and the note would lie there until the next one.
+TEST_F(SqlFlashWorld, a_note_stands_in_the_queue_before_its_post)
+{
+    const int before = posts();
+    std::atomic<int> busy = 4;
+    std::atomic<int> looks = 20;
+    std::vector<std::thread> producers;
+    for (int i = 0; i < 4; i++)
+        producers.emplace_back([&] {
+            for (int note = 0; note < 15000 && looks != 0; note++)
+                sql_flash_queue_in(CONFIG_SQL_LED, 0, M1.data());
+            busy--;
+        });
+    for (; looks != 0; looks--) {
+        {
+            const ac_lock queue(g_sql_flash_mutex);
+            while (waiting_for(g_sql_flash_mutex) < busy) // each gets as far as its next hold of the queue
+                std::this_thread::yield();
+            EXPECT_LE(posts() - before, queue_length());
+        }
+        ac_mutex_let_in(g_sql_flash_mutex);
+    }
+    for (std::thread& producer : producers)
+        producer.join();
+    const int posted = posts() - before;
+    EXPECT_GE(posted, 4);
+    EXPECT_EQ(take_notes().size(), static_cast<std::size_t>(posted));
 }
 
 TEST_F(SqlFlashWorld, notes_of_many_threads_are_each_handled_once)
