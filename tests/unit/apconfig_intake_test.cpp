@@ -326,6 +326,20 @@ TEST_F(ApconfigIntake, a_name_that_moved_to_another_ssid_does_not_take_the_polic
     EXPECT_EQ(text_of(record()->p_wl_basic_policy_name[2]), "basic2");
 }
 
+TEST_F(ApconfigIntake, a_policy_goes_by_the_number_of_its_ssid_wherever_that_stands_in_the_report)
+{
+    test_product(OWN_TYPE, 2, 1, 2); // SSIDs 0, 1 and 8
+    APCONFIG* old = make_record(mac, DUAL, 0, "1");
+    bind_all(old);
+    Bytes report = report_v2_dual();
+    put_ssid(report, 160, 8, "ssid8");
+    put_ssid(report, 160 + 110, 1, "ssid1");
+    put_ssid(report, 160 + 220, 0, "other");
+    ASSERT_EQ(add_v2(OWN_TYPE, cut(report, 160 + 330)), 0);
+    for (int i = 0; i < 12; i++)
+        EXPECT_EQ(text_of(record()->p_wl_basic_policy_name[i]), i == 1 || i == 8 ? "basic" + std::to_string(i) : "");
+}
+
 TEST_F(ApconfigIntake, ssid_names_are_compared_over_all_32_bytes)
 {
     bind_all(make_record(mac, DUAL, 0, "1"));
