@@ -243,6 +243,14 @@ TEST_F(ApconfigIntake, a_record_without_ssids_takes_any_report_and_is_never_hand
     EXPECT_EQ(text_of(record()->p_alarm_name), "kept");
 }
 
+TEST_F(ApconfigIntake, a_record_of_a_product_without_ssids_is_as_new_as_its_version_says)
+{
+    APCONFIG* old = make_record(mac, OWN_TYPE, 0, "2"); // the product is not known
+    ASSERT_TRUE(list_empty(&old->list_wl));
+    EXPECT_EQ(add_v2(DUAL, report_v2_dual("1")), 3);
+    EXPECT_EQ(record(), old);
+}
+
 TEST_F(ApconfigIntake, a_report_of_the_stored_version_rebuilds_the_record)
 {
     make_record(mac, DUAL, 0, "1");
