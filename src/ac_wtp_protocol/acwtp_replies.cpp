@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "ac_wtp_protocol/acwtp_transport.h"
+#include "ac_wtp_protocol/acwtp_burst.h"
 
 AC_RET assem_echo_req_package(const CLOUD_AP_UDP_PKT* req_pkt, const APCONFIG* node, const UINT8* ip)
 {
@@ -16,7 +16,7 @@ AC_RET assem_echo_req_package(const CLOUD_AP_UDP_PKT* req_pkt, const APCONFIG* n
     reply.ap_type = req_pkt->ap_type;
     reply.vendor = req_pkt->vendor;
     reply.msg_type = HALDE_APEchoResp;
-    return send_layer3_udp_data(ip, node->port, &reply);
+    return acwtp_answer(ip, node->port, &reply);
 }
 
 int send_link_down_to_ap(const UINT8* ip, UINT16 port, const CLOUD_AP_UDP_PKT* req)
@@ -26,6 +26,6 @@ int send_link_down_to_ap(const UINT8* ip, UINT16 port, const CLOUD_AP_UDP_PKT* r
     reply.pkt_type = AC_PKT_LINK_DOWN;
     reply.msg_type = 0x0100;
     reply.msg_length = 0;
-    (void)send_layer3_udp_data(ip, port, &reply); // a lost reply: the AP's next frame gets another
+    (void)acwtp_answer(ip, port, &reply); // a lost reply: the AP's next frame gets another
     return AC_RET_OK;
 }

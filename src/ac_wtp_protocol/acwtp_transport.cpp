@@ -44,7 +44,7 @@ int init_local_port()
     return AC_RET_ERROR;
 }
 
-static struct sockaddr_in address_of(const UINT8* ip, UINT16 port)
+struct sockaddr_in acwtp_address(const UINT8* ip, UINT16 port)
 {
     struct sockaddr_in address = {};
     address.sin_family = AF_INET;
@@ -59,7 +59,7 @@ int init_socket_layer3(int* fd)
     const int sock = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_UDP);
     ac_store(*fd, sock);
     if (sock < 0) return 0;
-    const struct sockaddr_in local = address_of(g_ac_ip, static_cast<UINT16>(ac_port));
+    const struct sockaddr_in local = acwtp_address(g_ac_ip, static_cast<UINT16>(ac_port));
     const int on = 1;
     setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     if (bind(sock, reinterpret_cast<const struct sockaddr*>(&local), sizeof local) != 0) {
@@ -82,7 +82,7 @@ AC_RET send_layer3_udp_data(const UINT8* ip, UINT16 port, const CLOUD_AP_UDP_PKT
         AC_ERR("error.\n");
         return AC_RET_NULL_POINTER;
     }
-    const struct sockaddr_in to = address_of(ip, port);
+    const struct sockaddr_in to = acwtp_address(ip, port);
     if (ac_net_send(ac_load(gacwtp), datagram_of(pkt), &to) == -1) {
         perror("sendto");
         AC_ERR("msg send error.\n");

@@ -3,6 +3,8 @@
 // Threads  the receiving thread opens the socket before its loop; any thread may send: a datagram is one call.
 #pragma once
 
+#include <netinet/in.h>
+
 #include <span>
 
 #include "ac_wtp_protocol/ac_frame_wire.h"
@@ -16,6 +18,9 @@ extern UINT32 ac_port; // local UDP port
 int init_local_port();
 // Opens and binds the socket to the LAN address. 1, or 0.
 int init_socket_layer3(int* fd);
+
+// An address in dotted order and a port in host order, as the socket calls want them.
+struct sockaddr_in acwtp_address(const UINT8* ip, UINT16 port);
 
 // Sends msg_length + 28 bytes to `ip` (dotted order) and `port` (host order). The frame's payload stands behind its
 // header.

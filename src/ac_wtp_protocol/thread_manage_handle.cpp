@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "ac_wtp_protocol/ac_joined_list.h"
+#include "ac_wtp_protocol/acwtp_burst.h"
 #include "ac_wtp_protocol/acwtp_config.h"
 #include "ac_wtp_protocol/acwtp_replies.h"
 #include "ac_wtp_protocol/acwtp_running.h"
@@ -232,9 +233,13 @@ void running_handle_frame(AC_UDP_SKB_INFO* frame)
     if (entry.ap_status >= 1) dispatch_by_state(frame, &entry);
 }
 
+// Replies to echoes wait for each other while nothing but echoes is handled; a report may keep this thread busy for the
+// time of a database write.
 int udp_skb_queue_out()
 {
+    acwtp_burst answers;
     for (AC_UDP_SKB_INFO* frame = udp_skb_first(); frame != nullptr; frame = udp_skb_done_and_next(frame)) {
+        if (acwtp_msg_low(frame->udp_pkt()->msg_type) != HALDE_APEchoReq) answers.send_waiting();
         ac_reader section;
         running_handle_frame(frame);
     }
