@@ -165,6 +165,17 @@ TEST_F(ApconfigIntake, a_new_record_is_online_unsaved_and_carries_product_and_so
     }
 }
 
+TEST_F(ApconfigIntake, a_product_name_of_32_bytes_is_taken_over_whole)
+{
+    PRODUCT_AP row{};
+    ASSERT_TRUE(acwtp_product_obtain(SINGLE, &row));
+    memset(row.ap_name, 'n', sizeof row.ap_name);
+    row.ap_type = OWN_TYPE;
+    ASSERT_TRUE(acwtp_product_load(&row));
+    ASSERT_EQ(add_v2(OWN_TYPE, report_v2_single()), 0);
+    EXPECT_EQ(raw(record()->product_name), Bytes(32, 'n'));
+}
+
 TEST_F(ApconfigIntake, a_new_ap_has_no_bindings_and_no_alarm_delivery)
 {
     ASSERT_EQ(add_v2(DUAL, report_v2_dual()), 0);

@@ -364,14 +364,14 @@ TEST_F(SqlFlashWorld, a_radio_note_writes_the_radio_and_the_policy_of_its_index)
     dual->sql_flag = 1;
     apconfig_find_rf_node(&dual->list_rf, 1)->rf = {3, 1, 2, 3, 4, 5, 149, 7, 8, 9, 0, 0, 0, 0, {}};
     memcpy(dual->p_wl_rf_policy_name[0], "low", 4);
-    memcpy(dual->p_wl_rf_policy_name[1], "high", 5);
+    memset(dual->p_wl_rf_policy_name[1], 'h', 32);
     sql_flash_queue_in(CONFIG_SQL_RF, 1, dual->ethaddr);
     sql_flash_queue_in(CONFIG_SQL_CHANNEL, 1, dual->ethaddr);
     EXPECT_EQ(pass(),
               (std::vector<std::string>{
                   "update ap_ssid set RF_basic_setting=3,\t\texpand_channel=1,country_code=2,network_mode=3,"
                   "\t\tbandwidth=4,TXpower=5,channel='149',rssi=7,interface_mode=8,sta_timeout=9,"
-                  "\t\twl_rf_name='high' where apmac='02:00:00:00:00:02' and radio=1",
+                  "\t\twl_rf_name='hhhhhhhhhhhhhhhhhhhhhhhhhhhhhhhh' where apmac='02:00:00:00:00:02' and radio=1",
                   "update ap_ssid set expand_channel=1,channel=149 where apmac='02:00:00:00:00:02' and radio=1"}));
 }
 
