@@ -651,12 +651,14 @@ TEST_F(SqlFlashWorld, notes_of_many_threads_are_each_handled_once)
     run(db, "create table counted(n int); create trigger count_writes after update of ledstatus on ap_basic begin "
             "insert into counted values(1); end");
     constexpr int EACH = 100;
-    auto produce = [] {
+    std::atomic<int> busy = 2;
+    auto produce = [&busy] {
         for (int i = 0; i < EACH; i++)
             sql_flash_queue_in(CONFIG_SQL_LED, 0, M1.data());
+        busy--;
     };
     std::thread one(produce), two(produce);
-    for (int i = 0; i < 20; i++)
+    while (busy != 0)
         sql_flash_queue_out();
     one.join();
     two.join();
