@@ -1,4 +1,5 @@
-// ac_mib_upcalls - operations of higher rooms that the configuration table calls.
+// ac_mib_upcalls - operations of higher rooms that the configuration table calls. The header of the provider says what
+// they give, and to which threads.
 #pragma once
 
 #include "ac_wtp_protocol/ac_frame_wire.h"

@@ -1,4 +1,6 @@
 // mac_list - a MAC address in a list: the APs that owe a reply.
+//
+// Threads  any; a list that others can reach is changed under its owner's mutex.
 #pragma once
 
 #include "common/ac_list.h"

@@ -1,4 +1,6 @@
 // ac_msg_io - what both ends of the control channel share: the path, and reading one whole message.
+//
+// Threads  any, one at a time for a socket. Takes no mutex; reads wait for as long as the socket lets them.
 #pragma once
 
 #include <sys/socket.h>

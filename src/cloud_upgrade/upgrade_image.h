@@ -1,4 +1,6 @@
 // upgrade_image - which firmware image was uploaded last, and for which product.
+//
+// Threads  any. Takes no mutex; reads a small file.
 #pragma once
 
 #include "common/ac_types.h"

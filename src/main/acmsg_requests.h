@@ -2,6 +2,7 @@
 //
 // Shape    one row a request, ascending by type. A request whose unit is not part of the build yet has its row and no
 //          handler: it is refused like a type that has no row.
+// Threads  the rows never change, so that any thread may look at them; handlers are run by the control thread.
 #pragma once
 
 #include <span>

@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <cerrno>
 #include <deque>
+#include <utility>
 
 namespace {
 
 std::deque<io_step> g_read_steps;
 std::deque<io_step> g_send_steps;
 std::vector<mode_t> g_modes;
+std::function<void()> g_before_send;
 
 // How many bytes the next call is for, or -1 with errno set.
 ssize_t next_step(std::deque<io_step>& steps, std::size_t count)
@@ -33,6 +35,11 @@ void io_script_read(std::vector<io_step> steps)
 void io_script_send(std::vector<io_step> steps)
 {
     g_send_steps.assign(steps.begin(), steps.end());
+}
+
+void io_before_send(std::function<void()> look)
+{
+    g_before_send = std::move(look);
 }
 
 std::size_t io_steps_left()
@@ -61,6 +68,7 @@ ssize_t __wrap_read(int fd, void* buffer, std::size_t count)
 
 ssize_t __wrap_send(int fd, const void* buffer, std::size_t count, int flags)
 {
+    if (g_before_send) g_before_send();
     const ssize_t allowed = next_step(g_send_steps, count);
     return allowed < 0 ? -1 : __real_send(fd, buffer, static_cast<std::size_t>(allowed), flags);
 }

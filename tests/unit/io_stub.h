@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 
+#include <functional>
 #include <vector>
 
 struct io_step {
@@ -17,6 +18,9 @@ struct io_step {
 void io_script_read(std::vector<io_step> steps);
 void io_script_send(std::vector<io_step> steps);
 std::size_t io_steps_left(); // of both
+
+// Looks at the world before each send from here on, in the thread that sends; an empty one looks no more.
+void io_before_send(std::function<void()> look);
 
 // The permissions of each file that chmod was called for, as they were before it.
 const std::vector<mode_t>& io_modes_before_chmod();

@@ -46,7 +46,7 @@ static Bytes row_of(APCONFIG* node)
     put(row, 66, {0x02, 0, 0, 0, 0, 1});
     put(row, 73, "ssid0");
     put(row, 73 + 33, "ssid1");
-    put(row, 469, {1, 0, 1});
+    put(row, 469, {6, 0, 1});
     put(row, 472, "night");
     put(row, 505, "loud");
     put(row, 538, "staff");
@@ -62,7 +62,7 @@ static APCONFIG* dressed(APCONFIG* node)
 {
     set_text(node->info_basic.apname.ap_name, "lobby");
     node->info_basic.apname.ap_name_length = 5;
-    node->info_basic.led_status = 1;
+    node->info_basic.led_status = 6;
     set_text(node->p_reboot_name, "night");
     set_text(node->p_alarm_name, "loud");
     set_text(node->p_pass_name, "staff");
@@ -87,6 +87,20 @@ TEST_F(WtpAdvancePage, counts_names_and_aps_follow_one_another)
         append(expected, row_of(node));
         return expected;
     }());
+}
+
+TEST_F(WtpAdvancePage, names_of_32_bytes_stand_one_behind_the_other)
+{
+    const auto full = [](char c) { return std::string(32, c); };
+    run(policy_db, "insert into alarm_policy(name) values('" + full('a') + "')");
+    run(policy_db, "insert into reboot_policy(name) values('" + full('b') + "')");
+    run(policy_db, "insert into password_policy(name) values('" + full('c') + "')");
+    run(policy_db, "insert into wl_deploy_policy(name) values('" + full('d') + "')");
+    run(policy_db, "insert into qvlan_policy(name) values('" + full('e') + "')");
+    Bytes expected = {1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0};
+    for (char c : {'a', 'b', 'c', 'd', 'e'})
+        append(expected, name32(full(c)));
+    EXPECT_EQ(page(), expected);
 }
 
 TEST_F(WtpAdvancePage, an_ap_without_its_first_radio_leaves_an_empty_row_at_the_end)
@@ -141,6 +155,27 @@ TEST_F(WtpAdvancePage, the_page_is_answered_with_type_22)
     append(expected, head_of_policies());
     append(expected, row_of(node));
     EXPECT_EQ(exchange(GET_AP_CONFIG_ADVANCE_REQ, 0, {}), expected);
+}
+
+TEST_F(WtpAdvancePage, beside_the_aps_the_answer_has_room_for_77100_bytes)
+{
+    make_record(test_mac(1), 1, AP_LINK_UP);
+    run(policy_db, "with recursive n(i) as (select 1 union all select i+1 from n where i<2408) "
+                   "insert into wl_deploy_policy(name) select i from n");
+    EXPECT_EQ(exchange(GET_AP_CONFIG_ADVANCE_REQ, 0, {}).size(), 20u + 20 + 2408 * 32 + 707);
+    run(policy_db, "insert into wl_deploy_policy(name) values('one more')");
+    EXPECT_EQ(exchange(GET_AP_CONFIG_ADVANCE_REQ, 0, {}).size(), 20u + 20 + 2409 * 32) << "it stands in the AP's place";
+}
+
+TEST_F(WtpAdvancePage, names_that_do_not_fit_the_answer_leave_it_empty_after_a_line)
+{
+    run(policy_db, "with recursive n(i) as (select 1 union all select i+1 from n where i<2408) "
+                   "insert into wl_deploy_policy(name) select i from n");
+    EXPECT_EQ(exchange(GET_AP_CONFIG_ADVANCE_REQ, 0, {}).size(), 20u + 20 + 2408 * 32);
+    run(policy_db, "insert into wl_deploy_policy(name) values('one more')");
+    Bytes reply;
+    EXPECT_EQ(lines_of([&] { reply = exchange(GET_AP_CONFIG_ADVANCE_REQ, 0, {}); }), "E|too many policies\n");
+    EXPECT_EQ(reply, wtp_head(0, 0, 22, 0, 0));
 }
 
 TEST_F(WtpAdvancePage, the_result_is_255_where_it_worked_and_0_after_an_empty_answer)

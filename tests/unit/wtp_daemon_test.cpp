@@ -59,8 +59,11 @@ TEST_F(WtpDaemon, of_the_clients_the_low_16_bits_are_told)
     EXPECT_EQ(exchange(GET_WTP_NUM_REQ, 0, {}), wtp_head(2, 2, 35, 2, 0));
 }
 
-TEST_F(WtpDaemon, counts_that_nobody_takes_are_a_line)
+TEST_F(WtpDaemon, counts_that_are_taken_give_0_and_others_255_after_a_line)
 {
+    int result = -1;
+    written_by([&](int fd) { result = get_wtp_num(fd, nullptr); });
+    EXPECT_EQ(result, 0);
     EXPECT_EQ(lines_of([&] { EXPECT_EQ(get_wtp_num(-1, nullptr), 255); }), "E|send response error\n");
 }
 
@@ -98,6 +101,37 @@ TEST_F(WtpDaemon, before_its_address_changes_the_controller_forgets_all_aps_and_
     EXPECT_EQ(items[0].msg, (Bytes{'1', '1', '1', '1'}));
 }
 
+TEST_F(WtpDaemon, a_new_address_is_answered_when_all_is_forgotten_and_nothing_announced)
+{
+    make_record(test_mac(1), 1, AP_LINK_UP);
+    join(1);
+    queue_item({2, 0, 0, 0, 0, 1, 0});
+    int result = -1;
+    at_the_answer_of([&](int fd) { result = set_ac_lan_ip(fd); },
+                     [&] {
+                         EXPECT_EQ(apconfig_find(test_mac(1).data()), nullptr);
+                         EXPECT_FALSE(joined(1));
+                         EXPECT_TRUE(take_items().empty());
+                     });
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(take_items().size(), 1u);
+}
+
+TEST_F(WtpDaemon, a_notice_that_the_queue_refuses_is_answered_all_the_same)
+{
+    for (auto* handler : {set_ac_lan_ip, set_ap_time}) {
+        int result = -1;
+        Bytes reply;
+        ac_alloc_fail_after(0);
+        EXPECT_EQ(lines_of([&] { reply = written_by([&](int fd) { result = handler(fd); }); }),
+                  "E|Add new node failed.\nE|Insert list failed.");
+        ac_alloc_fail_after(-1);
+        EXPECT_EQ(reply.size(), 20u);
+        EXPECT_EQ(result, 1001);
+        EXPECT_TRUE(take_items().empty());
+    }
+}
+
 TEST_F(WtpDaemon, the_notice_of_a_new_address_ends_in_the_protocols_error_line)
 {
     exchange(SET_AC_LAN_IP_REQ, 0, {});
@@ -105,17 +139,25 @@ TEST_F(WtpDaemon, the_notice_of_a_new_address_ends_in_the_protocols_error_line)
     EXPECT_TRUE(sent().empty());
 }
 
-TEST_F(WtpDaemon, the_time_is_answered_and_then_announced)
+TEST_F(WtpDaemon, the_time_is_answered_before_it_is_announced)
 {
+    at_the_answer_of([](int fd) { EXPECT_EQ(set_ap_time(fd), 0); }, [&] { EXPECT_TRUE(take_items().empty()); });
+    EXPECT_EQ(take_items().size(), 1u);
+}
+
+TEST_F(WtpDaemon, the_time_is_announced_behind_the_work_that_waits)
+{
+    queue_item({2, 0, 0, 0, 0, 1, 0});
     int result = -1;
     EXPECT_EQ(written_by([&](int fd) { result = set_ap_time(fd); }), response_to(38));
     EXPECT_EQ(result, 0);
     const std::vector<WorkItem> items = take_items();
-    ASSERT_EQ(items.size(), 1u);
-    EXPECT_EQ(items[0].type, 38);
-    EXPECT_EQ(items[0].ap_num, 1);
-    EXPECT_EQ(items[0].flags, 1);
-    EXPECT_EQ(items[0].msg, (Bytes{'1', '1', '1', '1'}));
+    ASSERT_EQ(items.size(), 2u);
+    EXPECT_EQ(items[1].type, 38);
+    EXPECT_EQ(items[1].ap_num, 1);
+    EXPECT_EQ(items[1].num_flag, 0);
+    EXPECT_EQ(items[1].flags, 1);
+    EXPECT_EQ(items[1].msg, (Bytes{'1', '1', '1', '1'}));
 }
 
 // --- dumps -----------------------------------------------------------------------------------------------------------
@@ -127,9 +169,18 @@ TEST_F(WtpDaemon, debug_type_1_answers_with_type_151_and_dumps_the_joined_list)
     EXPECT_NE(read_file("/var/tag.cfg"), "");
 }
 
+TEST_F(WtpDaemon, the_debug_request_is_answered_before_the_dump)
+{
+    join(1);
+    at_the_answer_of([](int fd) { EXPECT_EQ(set_ac_debug(fd, 1), 0); },
+                     [&] { EXPECT_EQ(read_file("/var/tag.cfg"), ""); });
+    EXPECT_NE(read_file("/var/tag.cfg"), "");
+}
+
 TEST_F(WtpDaemon, another_debug_type_is_only_answered)
 {
-    for (int type : {0x0096, 0x0396, 0xFF96})
+    join(1);
+    for (int type : {0x0096, 0x0296, 0x0396, 0xFF96})
         EXPECT_EQ(exchange(type, 0, {}), response_to(150));
     EXPECT_EQ(read_file("/var/tag.cfg"), "");
 }

@@ -3,6 +3,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "io_stub.h"
 #include "main/acmsg_handle_socket.h"
 
 using namespace apconfig_test;
@@ -46,6 +47,18 @@ Bytes WtpWorld::written_by(const std::function<void(int fd)>& action)
     const Bytes bytes = read_all(ends[1]);
     close(ends[1]);
     return bytes;
+}
+
+void WtpWorld::at_the_answer_of(const std::function<void(int fd)>& action, const std::function<void()>& look)
+{
+    int answers = 0;
+    io_before_send([&] {
+        answers++;
+        look();
+    });
+    written_by(action);
+    io_before_send({});
+    EXPECT_EQ(answers, 1);
 }
 
 Bytes WtpWorld::exchange(int type, int ap_num, const Bytes& body, int action, int ap_flag)

@@ -23,6 +23,8 @@ class WtpWorld : public SqlWorld {
 protected:
     // What `action` writes to the connection it is given.
     apconfig_test::Bytes written_by(const std::function<void(int fd)>& action);
+    // What the world looks like at the one moment when `action` answers over its connection.
+    void at_the_answer_of(const std::function<void(int fd)>& action, const std::function<void()>& look);
     // The whole way of a request through the dispatcher: the bytes of the reply, empty for none.
     apconfig_test::Bytes exchange(int type, int ap_num, const apconfig_test::Bytes& body, int action = 0,
                                   int ap_flag = 0);

@@ -55,6 +55,8 @@ TEST_F(WtpPage, the_page_of_an_ap_with_two_radios_holds_its_addresses_and_both_r
 {
     APCONFIG* node = ap();
     give_addresses(node);
+    set_text(node->info_basic.apname.ap_name, "lobby"); // no part of the page
+    node->info_basic.apname.ap_name_length = 5;
     radio(node, 0) = from_bytes<CONFIG_WL_RF>(
         {0x4E, 1, 2, 3, 4, 5, 6, 7, 8, 9, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0});
     radio(node, 1) = from_bytes<CONFIG_WL_RF>(
@@ -79,6 +81,19 @@ TEST_F(WtpPage, the_second_slot_of_an_ap_with_one_radio_stays_empty)
     int len = 0;
     EXPECT_EQ(get_wtp_config_only(wtp_request(GET_AP_CONFIG_REQ, 1, macs({1})).get(), buf, &len), 0);
     EXPECT_EQ(Bytes(buf, buf + 92), expected);
+}
+
+TEST_F(WtpPage, whether_there_is_a_second_slot_is_told_by_the_product)
+{
+    ap()->ap_type = ONE_RADIO; // with the records of two
+    UINT8 buf[92] = {};
+    int len = 0;
+    EXPECT_EQ(get_wtp_config_only(wtp_request(GET_AP_CONFIG_REQ, 1, macs({1})).get(), buf, &len), 0);
+    Bytes slots(28);
+    put(slots, 0, {1});
+    put(slots, 6, {6});
+    put(slots, 10, {20});
+    EXPECT_EQ(Bytes(buf + 63, buf + 91), slots);
 }
 
 TEST_F(WtpPage, an_ap_that_lacks_a_radio_leaves_its_slot_empty)
@@ -133,6 +148,21 @@ TEST_F(WtpPage, the_page_of_an_unknown_ap_is_answered_with_type_24_and_no_bytes)
     EXPECT_EQ(reply, wtp_head(0, 0, 24, 0, 0));
 }
 
+TEST_F(WtpPage, a_request_for_a_page_gives_0_and_without_the_ap_or_a_taker_255)
+{
+    const WtpRequest request = wtp_request(GET_AP_CONFIG_REQ, 1, macs({1}));
+    int result = -1;
+    lines_of([&] { written_by([&](int fd) { result = get_wtp_config(fd, request.get()); }); });
+    EXPECT_EQ(result, 255);
+    EXPECT_EQ(written_by([&](int fd) { result = get_wtp_config(fd, nullptr); }), wtp_head(0, 0, 24, 0, 0));
+    EXPECT_EQ(result, 255);
+    ap();
+    EXPECT_EQ(written_by([&](int fd) { result = get_wtp_config(fd, request.get()); }).size(), 112u);
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(lines_of([&] { result = get_wtp_config(-1, request.get()); }), "E|send response error\n");
+    EXPECT_EQ(result, 255);
+}
+
 // --- setting ---------------------------------------------------------------------------------------------------------
 
 TEST_F(WtpPage, a_changed_radio_goes_to_the_ap_and_into_the_table)
@@ -183,6 +213,23 @@ TEST_F(WtpPage, only_the_second_radio_may_change)
     ASSERT_EQ(items.size(), 1u);
     EXPECT_EQ(items[0].msg, message);
     EXPECT_EQ(radio(node, 1).RF_basic_setting, 1);
+}
+
+TEST_F(WtpPage, each_setting_of_a_page_is_a_change_by_itself)
+{
+    ap();
+    for (std::size_t at = 0; at < 28; at++) {
+        Bytes body = page_body();
+        body[69 + at] ^= 1;
+        EXPECT_EQ(set(body), 0) << at;
+        const std::vector<WorkItem> items = take_items();
+        ASSERT_EQ(items.size(), 1u) << at;
+        ASSERT_EQ(items[0].msg.size(), 17u) << at;
+        EXPECT_EQ(items[0].msg[6], 1) << at;
+        EXPECT_EQ(items[0].msg[7] & 1, static_cast<int>(at % 2)) << "the radio of slot " << at;
+        EXPECT_EQ(set(page_body()), 0) << at;
+        take_items();
+    }
 }
 
 TEST_F(WtpPage, the_second_slot_is_not_looked_at_for_an_ap_with_one_radio)

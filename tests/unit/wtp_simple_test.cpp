@@ -78,6 +78,37 @@ TEST_F(WtpSimple, a_name_of_32_bytes_without_a_terminator_has_length_32)
     EXPECT_EQ(text_of(node->info_basic.apname.ap_name), std::string(32, 'x'));
 }
 
+TEST_F(WtpSimple, bytes_behind_a_names_end_belong_to_the_name)
+{
+    APCONFIG* node = ap();
+    Bytes body = named("lobby");
+    put(body, 12, "roof");
+    EXPECT_EQ(remark(body), 0);
+    Bytes message(39);
+    put(message, 0, {0x02, 0, 0, 0, 0, 1});
+    put(message, 6, "lobby");
+    put(message, 12, "roof");
+    put(message, 38, {5});
+    const std::vector<WorkItem> items = take_items();
+    ASSERT_EQ(items.size(), 1u);
+    EXPECT_EQ(items[0].msg, message);
+    EXPECT_EQ(raw(node->info_basic.apname), Bytes(message.begin() + 6, message.end()));
+    EXPECT_EQ(remark(body), 255);
+    EXPECT_EQ(remark(named("lobby")), 0) << "another name, though it reads the same";
+}
+
+TEST_F(WtpSimple, a_name_that_the_queue_refuses_is_in_the_table_all_the_same)
+{
+    APCONFIG* node = ap();
+    const WtpRequest request = wtp_request(SET_AP_REMARK_REQ, 1, named("lobby"));
+    ac_alloc_fail_after(0);
+    EXPECT_EQ(lines_of([&] { EXPECT_EQ(set_wtp_remark(request.get()), 1001); }), "E|malloc failed\n");
+    ac_alloc_fail_after(-1);
+    EXPECT_TRUE(take_items().empty());
+    EXPECT_EQ(text_of(node->info_basic.apname.ap_name), "lobby");
+    EXPECT_EQ(take_notes(), (std::vector<FlashNote>{{CONFIG_SQL_APNAME, 0, test_mac(1)}}));
+}
+
 TEST_F(WtpSimple, the_name_that_the_ap_has_gets_its_response_and_nothing_else_happens)
 {
     APCONFIG* node = ap();
@@ -163,6 +194,20 @@ TEST_F(WtpSimple, a_channel_goes_to_the_ap_and_into_the_table)
     EXPECT_EQ(rf.channel, 149);
     EXPECT_EQ(rf.expand_channel, 2);
     EXPECT_EQ(take_notes(), (std::vector<FlashNote>{{CONFIG_SQL_CHANNEL, 1, test_mac(1)}}));
+}
+
+TEST_F(WtpSimple, an_item_is_of_its_requests_type_sub_flag_included)
+{
+    ap();
+    EXPECT_EQ(set_wtp_remark(wtp_request(0x030A, 1, named("lobby")).get()), 0);
+    EXPECT_EQ(set_wtp_limit(wtp_request(0x032C, 1, {0x02, 0, 0, 0, 0, 1, 9, 17}).get()), 0);
+    EXPECT_EQ(set_wtp_channel(wtp_request(0x032D, 1, {0x02, 0, 0, 0, 0, 1, 1, 2, 149}).get()), 0);
+    const std::vector<WorkItem> items = take_items();
+    ASSERT_EQ(items.size(), 3u);
+    EXPECT_EQ(items[0].type, 0x030A);
+    EXPECT_EQ(items[1].type, 0x032C);
+    EXPECT_EQ(items[2].type, 0x032D);
+    EXPECT_EQ(take_notes().size(), 3u);
 }
 
 TEST_F(WtpSimple, limit_and_channel_are_for_exactly_one_ap_and_need_all_their_bytes)

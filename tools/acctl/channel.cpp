@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -102,18 +103,24 @@ private:
 
 using Message = std::unique_ptr<AC_MSG_PKT, decltype([](AC_MSG_PKT* msg) { ac_msg_free(msg); })>;
 
+bool is_socket(const std::string& path)
+{
+    struct stat info {};
+    return stat(path.c_str(), &info) == 0 && S_ISSOCK(info.st_mode);
+}
+
 [[noreturn]] void unreachable(const std::string& path, int error)
 {
     std::string why;
     if (error == ENOENT)
         why = "there is no such socket. Is it running? AC_ROOT or --socket tell where it lives";
     else if (error == ECONNREFUSED)
-        why = "is it running?";
+        why = is_socket(path) ? "is it running?" : "this is no socket; AC_ROOT or --socket tell where it lives";
     else if (error == EACCES || error == EPERM)
         why = "you may not use this socket; run acctl as the user that the controller runs as";
     else if (error == EAGAIN)
         why = "it takes no more connections; it is busy or hangs";
-    else if (error == ENOTSOCK || error == EPROTOTYPE)
+    else if (error == EPROTOTYPE)
         why = "this is not a controller's socket";
     else
         why = std::strerror(error);

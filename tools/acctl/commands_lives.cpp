@@ -94,7 +94,7 @@ std::vector<Outcome> plan_leave(const Session& session, const std::vector<Ap>& a
     for (const Ap& ap : aps) {
         if (ap.online()) {
             asked.push_back(ap.mac);
-            outcomes.push_back({ap, Result::sent, "has been asked for"});
+            outcomes.push_back({ap, Result::sent, "will be told by the controller"});
         } else {
             outcomes.push_back(
                 {ap, session.options.all ? Result::skipped : Result::impossible, "is offline and can't be reached"});
@@ -157,7 +157,7 @@ int run_bind(const Session& session)
         const bool already = missing(wanted, page, ap.mac).empty();
         if (!already) asked.push_back(ap.mac);
         outcomes.push_back({ap, already ? Result::unchanged : Result::sent,
-                            already ? bound_text(wanted) + " already" : "has been asked for"});
+                            already ? bound_text(wanted) + " already" : "will be told by the controller"});
     }
     if (!asked.empty()) session.controller.bind(asked, wanted);
     if (asked.empty() || !session.options.wait) return report(session, outcomes);
@@ -197,7 +197,7 @@ int run_delete(const Session& session)
     confirm(session, "delete", aps.size());
     std::vector<Outcome> outcomes;
     for (const Ap& ap : aps)
-        outcomes.push_back({ap, Result::sent, "has been asked for"});
+        outcomes.push_back({ap, Result::sent, "will be forgotten by the controller"});
     if (aps.empty()) return report(session, outcomes);
     session.controller.remove(macs_of(aps));
     if (!session.options.wait) return report(session, outcomes);

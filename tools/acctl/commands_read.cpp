@@ -281,7 +281,7 @@ int run_list(const Session& session)
 
 int run_show(const Session& session)
 {
-    const std::vector<ApSsids> ssids = session.controller.ssids();
+    const std::vector<ApSsids> ssids = session.controller.ssids().value_or(std::vector<ApSsids>());
     const AdvancedPage advanced = session.controller.advanced();
     nlohmann::ordered_json json = {{"aps", nlohmann::ordered_json::array()}};
     std::string text;
@@ -335,8 +335,8 @@ int run_debug(const Session& session)
     }
     if (fresh) return EXIT_DONE;
     fmt::print(stderr,
-               "acctl: the controller has acknowledged the request, but {} {}: the dump goes to var/{} below the "
-               "controller's root, if that can be written\n",
+               "acctl: the controller has acknowledged the request, but {} {}: either it doesn't dump this table, or "
+               "var/{} below its root is another file or can't be written\n",
                shown(path), after.exists ? "has not changed" : "is not there", joined ? "tag.cfg" : "user.cfg");
     return EXIT_NOT_SEEN;
 }

@@ -17,8 +17,9 @@ namespace {
 struct Step {
     std::size_t outcome; // its place among the outcomes
     std::function<void()> send;
-    std::function<bool()> seen;
-    std::string done; // the text for the effect
+    std::function<bool()> seen; // none: no read shows this effect
+    std::string done;           // the text for the effect
+    std::string doubt{};        // what the user must know when it wasn't seen
 };
 
 // Sends the steps in order, then waits until all are seen. `look` is called before each round of questions.
@@ -29,12 +30,18 @@ void carry_out(
     for (const Step& step : steps) {
         step.send();
         outcomes[step.outcome].result = Result::sent;
-        outcomes[step.outcome].text = "has been asked for";
+        outcomes[step.outcome].text = "will be told by the controller";
     }
     if (!session.options.wait) return;
     std::vector<const Step*> open;
-    for (const Step& step : steps)
-        open.push_back(&step);
+    for (const Step& step : steps) {
+        if (step.seen) {
+            open.push_back(&step);
+            continue;
+        }
+        outcomes[step.outcome].result = Result::not_seen;
+        outcomes[step.outcome].text += "; " + step.doubt;
+    }
     wait_until(session, [&] {
         if (!open.empty()) look();
         std::erase_if(open, [&](const Step* step) {
@@ -47,9 +54,10 @@ void carry_out(
     });
     for (const Step* step : open) {
         outcomes[step->outcome].result = Result::not_seen;
-        outcomes[step->outcome].text = fmt::format("does not show the change after {:g} s: the controller has "
-                                                   "acknowledged the request, its output may tell why",
-                                                   session.options.wait_limit);
+        outcomes[step->outcome].text =
+            fmt::format("does not show the change after {:g} s: the controller has "
+                        "acknowledged the request, its output may tell why{}{}",
+                        session.options.wait_limit, step->doubt.empty() ? "" : "; ", step->doubt);
     }
 }
 
@@ -113,9 +121,17 @@ std::vector<int> ssid_ids(const Ap& ap, const std::string& word)
     return ids;
 }
 
+// The SSIDs whose limits stand in the list of APs.
+bool is_main(int id)
+{
+    return id == 0 || id == AC_SSID_5G_FIRST;
+}
+
 struct Limits { // what the controller shows about limits, from one look
     std::vector<Ap> aps;
-    std::vector<ApSsids> ssids;
+    std::optional<std::vector<ApSsids>> ssids; // nothing: the controller doesn't tell
+
+    bool shown(int id) const { return is_main(id) || ssids; }
 };
 
 Limits limits_now(const Session& session)
@@ -128,9 +144,9 @@ std::optional<int> limit_of(const Limits& limits, const Mac& mac, int id)
 {
     const Ap* ap = find_ap(limits.aps, mac);
     const std::size_t radio = id >= AC_SSID_5G_FIRST ? 1 : 0;
-    if (ap != nullptr && (id == 0 || id == AC_SSID_5G_FIRST) && radio < ap->radios.size())
-        return ap->radios[radio].limit;
-    for (const ApSsids& one : limits.ssids)
+    if (ap != nullptr && is_main(id) && radio < ap->radios.size()) return ap->radios[radio].limit;
+    if (!limits.ssids) return std::nullopt;
+    for (const ApSsids& one : *limits.ssids)
         if (one.mac == mac)
             for (const SsidUse& use : one.ssids)
                 if (use.id == id) return use.limit;
@@ -153,11 +169,20 @@ void plan_limit(const Session& session, const Ap& ap, int id, LimitPlan& plan)
     }
     plan.outcomes.push_back({ap, Result::sent, ""});
     const Mac mac = ap.mac;
-    plan.steps.push_back({plan.outcomes.size() - 1,
-                          [&session, mac, id, wanted] {
-                              session.controller.set_limit(mac, {static_cast<UINT8>(id), static_cast<UINT8>(wanted)});
-                          },
-                          [&plan, mac, id, wanted] { return limit_of(plan.now, mac, id) == wanted; }, is + " now"});
+    Step step;
+    step.outcome = plan.outcomes.size() - 1;
+    step.send = [&session, mac, id, wanted] {
+        session.controller.set_limit(mac, {static_cast<UINT8>(id), static_cast<UINT8>(wanted)});
+    };
+    step.done = is + " now";
+    if (plan.now.shown(id)) step.seen = [&plan, mac, id, wanted] { return limit_of(plan.now, mac, id) == wanted; };
+    if (!step.seen)
+        step.doubt = fmt::format("whether it took can't be seen, for this controller shows the limits of SSID 0 and "
+                                 "SSID {} alone",
+                                 AC_SSID_5G_FIRST);
+    else if (!is_main(id))
+        step.doubt = "a limit is shown only while its SSID and radio are on and the AP is online";
+    plan.steps.push_back(std::move(step));
 }
 
 // ---- radio ----------------------------------------------------------------------------------------------------------
@@ -288,9 +313,6 @@ int run_limit(const Session& session)
                 plan.outcomes.push_back(cannot(session, ap, fmt::format("has no SSID {}", shown(to_utf8(word)))));
         }
     carry_out(session, plan.steps, plan.outcomes, [&] { plan.now = limits_now(session); });
-    for (Outcome& outcome : plan.outcomes)
-        if (outcome.result == Result::not_seen)
-            outcome.text += "; a limit is shown only while its SSID and radio are on and the AP is online";
     return report(session, plan.outcomes);
 }
 

@@ -60,13 +60,13 @@ AdvancedPage Controller::advanced() const
     return decode_advanced(channel_.exchange(question(GET_AP_CONFIG_ADVANCE_REQ)).data);
 }
 
-std::vector<ApSsids> Controller::ssids() const
+std::optional<std::vector<ApSsids>> Controller::ssids() const
 {
     try {
         return decode_ssids(channel_.exchange(question(GET_AP_SSID_ALL_REQ)).data);
     } catch (const ChannelError& error) {
         // It only adds to what the list of APs tells, so that all else still works without it.
-        if (error.kind == Failure::closed) return {};
+        if (error.kind == Failure::closed) return std::nullopt;
         throw;
     }
 }

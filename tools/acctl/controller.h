@@ -17,7 +17,7 @@ public:
     std::vector<Ap> aps() const; // in the controller's order, which changes from run to run
     std::optional<ApPage> page(const Mac& mac) const;
     AdvancedPage advanced() const;
-    std::vector<ApSsids> ssids() const; // empty also from a controller that doesn't know the request
+    std::optional<std::vector<ApSsids>> ssids() const; // nothing from a controller that doesn't know the request
 
     // Acknowledged before, or whatever, the work comes to: see what `aps` and its like say afterwards.
     void rename(const Mac& mac, const std::string& name) const;

@@ -10,6 +10,7 @@
 #include <fmt/format.h>
 
 #include "channel.h"
+#include "cli_line.h"
 #include "text.h"
 
 namespace acctl {
@@ -20,49 +21,6 @@ const char* const group_controller = "Controller and output";
 const char* const group_wait = "Waiting for the effect";
 const char* const group_aps = "APs";
 
-// Help as people read it: a word for the value, its default, texts in lines of a screen's width.
-class Help : public CLI::Formatter {
-public:
-    Help() { column_width(26); }
-    std::string make_option_name(const CLI::Option* option, bool positional) const override
-    {
-        std::string name = CLI::Formatter::make_option_name(option, positional);
-        const std::size_t at = name.find("{false}"); // of a flag's opposite
-        if (at != std::string::npos) name.erase(at);
-        return name;
-    }
-    std::string make_option_opts(const CLI::Option* option) const override
-    {
-        const std::string type = option->get_type_name();
-        std::string text = type.empty() ? "" : " " + type.substr(0, type.find(':')); // behind it stands the check
-        if (!option->get_default_str().empty()) text += " (" + option->get_default_str() + ")";
-        return text;
-    }
-    std::string make_option_desc(const CLI::Option* option) const override
-    {
-        return wrapped(CLI::Formatter::make_option_desc(option));
-    }
-
-private:
-    static std::string wrapped(const std::string& text)
-    {
-        constexpr std::size_t line_length = 72;
-        std::string out;
-        std::size_t length = 0, at = 0;
-        while (at < text.size()) {
-            const std::size_t end = std::min(text.find(' ', at), text.size());
-            if (length != 0 && length + 1 + end - at > line_length) {
-                out += "\n";
-                length = 0;
-            }
-            out += (length == 0 ? "" : " ") + text.substr(at, end - at);
-            length += (length == 0 ? 0 : 1) + end - at;
-            at = end + 1;
-        }
-        return out;
-    }
-};
-
 void add_common_options(CLI::App& app, Options& options, bool& no_colour)
 {
     app.add_option("--socket", options.socket,
@@ -72,7 +30,7 @@ void add_common_options(CLI::App& app, Options& options, bool& no_colour)
         ->group(group_controller);
     app.add_option("--timeout", options.timeout, "How long one answer of the controller may take")
         ->type_name("SECONDS")
-        ->check(CLI::Range(0.1, 3600.0))
+        ->check(cli_line::number_between(0.1, 3600.0))
         ->capture_default_str()
         ->group(group_controller);
     app.add_flag("--json", options.json, "Print JSON instead of text")->group(group_controller);
@@ -92,9 +50,8 @@ CLI::App* add_command(CLI::App& parent, const char* name, const char* help, cons
 
 void add_aps(CLI::App& sub, Options& options)
 {
-    CLI::Option* names = sub.add_option("AP", options.aps, "APs, each by its MAC or its name")->type_name("");
-    CLI::Option* all = sub.add_flag("--all", options.all, "All APs of the list")->group(group_aps);
-    all->excludes(names);
+    sub.add_option("AP", options.aps, "APs, each by its MAC or its name")->type_name("");
+    sub.add_flag("--all", options.all, "All APs of the list")->group(group_aps);
 }
 
 void add_one_ap(CLI::App& sub, Options& options)
@@ -113,7 +70,7 @@ void add_waiting(CLI::App& sub, Options& options)
         ->group(group_wait);
     sub.add_option("--wait-limit", options.wait_limit, "Give up waiting after that long")
         ->type_name("SECONDS")
-        ->check(CLI::Range(0.0, 86400.0))
+        ->check(cli_line::number_between(0.0, 86400.0))
         ->capture_default_str()
         ->group(group_wait);
 }
@@ -125,7 +82,7 @@ void add_question(CLI::App& sub, Options& options)
 
 void add_number(CLI::App& sub, const char* name, std::optional<int>& target, const char* help)
 {
-    sub.add_option(name, target, help)->type_name("N")->check(CLI::Range(0, 254));
+    sub.add_option(name, target, help)->type_name("N")->check(cli_line::number_between(0, 254));
 }
 
 void add_radio(CLI::App& sub, Options& options, const char* help)
@@ -135,6 +92,17 @@ void add_radio(CLI::App& sub, Options& options, const char* help)
            "--radio", [&options](const std::string& text) { options.radio = radios.at(text); }, help)
         ->type_name("2.4|5")
         ->check(CLI::IsMember({"2.4", "5"}));
+}
+
+void add_sort(CLI::App& sub, Options& options)
+{
+    static const std::map<std::string, Order> orders = {
+        {"name", Order::name}, {"mac", Order::mac}, {"status", Order::status}, {"clients", Order::clients}};
+    sub.add_option_function<std::string>(
+           "--sort", [&options](const std::string& text) { options.order = orders.at(text); },
+           "Order of the lines: name (the default), mac, status or clients")
+        ->type_name("KEY")
+        ->check(CLI::IsMember({"name", "mac", "status", "clients"}));
 }
 
 void add_list(CLI::App& ap, Options& options)
@@ -150,13 +118,7 @@ void add_list(CLI::App& ap, Options& options)
         "For scripts: a line of tab-separated texts for each AP, without a heading: MAC, name, IP, status, clients on "
         "2.4 GHz, clients on 5 GHz, product, firmware");
     plain->excludes(ap.get_parent()->get_option("--json"));
-    static const std::map<std::string, Order> orders = {
-        {"name", Order::name}, {"mac", Order::mac}, {"status", Order::status}, {"clients", Order::clients}};
-    sub->add_option_function<std::string>(
-           "--sort", [&options](const std::string& text) { options.order = orders.at(text); },
-           "Order of the lines: name (the default), mac, status or clients")
-        ->type_name("KEY")
-        ->check(CLI::IsMember({"name", "mac", "status", "clients"}));
+    add_sort(*sub, options);
 }
 
 void add_changes(CLI::App& ap, Options& options)
@@ -181,7 +143,7 @@ void add_changes(CLI::App& ap, Options& options)
             "--channel", options.channel,
             "2.4 GHz: 1 to 14; 5 GHz: 34 to 196; 0 on either: what the AP does with it, commonly its own choice")
         ->type_name("N")
-        ->check(CLI::Range(0, 196))
+        ->check(cli_line::number_between(0, 196))
         ->required();
     add_number(*channel, "--extend", options.extend, "The AP's number for the extension channel (default: as it is)");
     add_waiting(*channel, options);
@@ -200,7 +162,7 @@ void add_changes(CLI::App& ap, Options& options)
         ->required();
     limit->add_option("--clients", options.clients, "Clients at the same time")
         ->type_name("N")
-        ->check(CLI::Range(0, 255))
+        ->check(cli_line::number_between(0, 255))
         ->required();
     add_waiting(*limit, options);
 }
@@ -266,7 +228,8 @@ void add_lives(CLI::App& ap, Options& options)
         Command::ap_reboot, true);
     add("restore", "Put APs back to factory settings",
         "  acctl ap restore lobby\n"
-        "  acctl ap restore lobby --back --wait-limit 300",
+        "  acctl ap restore lobby --back --wait-limit 300\n"
+        "A configuration with a later version that the controller has stored is handed out to the AP when it is back.",
         Command::ap_restore, true);
     add("delete", "Make the controller forget APs, with what it has stored about them",
         "  acctl ap delete roof\n"
@@ -293,13 +256,35 @@ void add_ap_commands(CLI::App& app, Options& options)
     add_lives(*ap, options);
 }
 
-void add_other_commands(CLI::App& app, Options& options)
+void add_status(CLI::App& app, Options& options)
 {
     add_command(app, "status", "Does the controller answer, and how many APs and clients has it",
                 "  acctl status\n"
                 "  acctl status --json\n"
                 "  acctl status > /dev/null || echo 'no controller'",
                 Command::status, options);
+}
+
+void add_watch(CLI::App& app, Options& options)
+{
+    CLI::App* watch = add_command(app, "watch", "The APs as a live table; q or Ctrl-C ends it",
+                                  "  acctl watch\n"
+                                  "  acctl watch --interval 0.5 --sort clients\n"
+                                  "  acctl watch --json --count 10 | jq -c .counts",
+                                  Command::watch, options);
+    watch->add_option("--interval", options.interval, "Time between two looks")
+        ->type_name("SECONDS")
+        ->check(cli_line::number_between(0.1, 3600.0))
+        ->capture_default_str();
+    watch->add_option("--count", options.count, "End after that many looks; 0: go on until stopped")
+        ->type_name("N")
+        ->check(cli_line::number_between(0U, 1000000000U))
+        ->capture_default_str();
+    add_sort(*watch, options);
+}
+
+void add_debug(CLI::App& app, Options& options)
+{
     CLI::App* debug = app.add_subcommand("debug", "Have the controller write one of its tables to a file");
     debug->fallthrough();
     debug->require_subcommand(1);
@@ -311,35 +296,6 @@ void add_other_commands(CLI::App& app, Options& options)
                 "  acctl debug clients\n"
                 "The controller writes user.cfg beside its socket; acctl shows what it finds there.",
                 Command::debug_clients, options);
-    CLI::App* watch = add_command(app, "watch", "The APs as a live table; q or Ctrl-C ends it",
-                                  "  acctl watch\n"
-                                  "  acctl watch --interval 0.5 --sort clients\n"
-                                  "  acctl watch --json --count 10 | jq -c .counts",
-                                  Command::watch, options);
-    watch->add_option("--interval", options.interval, "Time between two looks")
-        ->type_name("SECONDS")
-        ->check(CLI::Range(0.1, 3600.0))
-        ->capture_default_str();
-    watch->add_option("--count", options.count, "End after that many looks; 0: go on until stopped")
-        ->type_name("N")
-        ->capture_default_str();
-    static const std::map<std::string, Order> orders = {
-        {"name", Order::name}, {"mac", Order::mac}, {"status", Order::status}, {"clients", Order::clients}};
-    watch
-        ->add_option_function<std::string>(
-            "--sort", [&options](const std::string& text) { options.order = orders.at(text); },
-            "Order of the lines: name (the default), mac, status or clients")
-        ->type_name("KEY")
-        ->check(CLI::IsMember({"name", "mac", "status", "clients"}));
-}
-
-// "acctl ap list": the command as far as the line has named it.
-std::string words_of(const CLI::App* app)
-{
-    std::string words = app->get_name();
-    for (const CLI::App* sub : app->get_subcommands())
-        words += " " + words_of(sub);
-    return words;
 }
 
 // What no single option can tell; throws std::invalid_argument.
@@ -350,6 +306,8 @@ void check_together(const Options& options)
         command == Command::ap_show || (command >= Command::ap_channel && command <= Command::ap_delete);
     if (of_aps && options.aps.empty() && !options.all)
         throw std::invalid_argument("name an AP by its MAC or its name, or give --all; `acctl ap list` shows them");
+    if (!options.aps.empty() && options.all)
+        throw std::invalid_argument("--all means all APs: leave it out, or the names of single ones");
     if (command == Command::ap_rename && (options.name.empty() || options.name.size() > AC_NAME_LEN))
         throw std::invalid_argument(
             fmt::format("a name has 1 to {} bytes; this one has {}", AC_NAME_LEN, options.name.size()));
@@ -391,14 +349,14 @@ ParsedLine parse_line(int argc, const char* const* argv)
         "`acctl COMMAND --help` tells more.\n"
         "Exit status: 0 done, 1 acctl failed, 2 the line is wrong, 3 no controller answers, 4 its answer is late\n"
         "or makes no sense, 5 no such AP or policy, 6 asked for but the effect was not seen.");
-    app.formatter(std::make_shared<Help>()); // the commands take it over as they are made
+    app.formatter(std::make_shared<cli_line::Help>()); // the commands take it over as they are made
     add_common_options(app, options, no_colour);
-    add_other_commands(app, options);
+    add_status(app, options);
     add_ap_commands(app, options);
+    add_watch(app, options);
+    add_debug(app, options);
     app.require_subcommand(1);
-    app.failure_message([](const CLI::App* root, const CLI::Error& error) {
-        return fmt::format("acctl: {}\n`{} --help` tells more.\n", error.what(), words_of(root));
-    });
+    app.failure_message(cli_line::complaint);
     try {
         app.parse(argc, argv);
         check_together(options);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <limits>
 #include <stdexcept>
 
@@ -121,7 +122,7 @@ Expectation parse_expectation(const std::string& text)
     e.all = value == "all";
     if (e.all) return e;
     const auto [stop, error] = std::from_chars(value.data(), value.data() + value.size(), e.value);
-    if (error != std::errc{} || stop != value.data() + value.size())
+    if (error != std::errc{} || stop != value.data() + value.size() || !std::isfinite(e.value))
         throw std::invalid_argument(fmt::format("\"{}\": \"{}\" is neither a number nor \"all\"", text, value));
     return e;
 }
@@ -132,9 +133,8 @@ std::vector<Verdict> judge(const std::vector<Expectation>& expectations, const M
     for (const Expectation& e : expectations) {
         const auto found = measures.find(e.name);
         const auto all = measures.find(meant_to_run);
-        Verdict verdict{e.text, 0, false};
-        // A measure that this run doesn't take can't hold.
-        if (found != measures.end() && (!e.all || all != measures.end())) {
+        Verdict verdict{e.text, 0, false, found != measures.end() && (!e.all || all != measures.end())};
+        if (verdict.measured) {
             verdict.actual = found->second;
             verdict.holds = compare(verdict.actual, e.op, e.all ? all->second : e.value);
         }

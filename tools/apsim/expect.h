@@ -26,6 +26,7 @@ struct Verdict {
     std::string text;
     double actual = 0;
     bool holds = false;
+    bool measured = true; // false: this run doesn't take that measure, so that no condition on it holds
 };
 
 // "joined=all", "joined>=200", "joined-within=30" (a limit: met by less), "lost=0", "p99<50".

@@ -183,7 +183,8 @@ ApOptions Fleet::options_of(std::size_t index) const
     ApOptions ap;
     ap.mac = mac_at(options_.first_mac, static_cast<std::uint64_t>(index) * options_.mac_step);
     ap.kind = ap_kind(options_.types[index % options_.types.size()]);
-    ap.layout = options_.layouts[index / options_.types.size() % options_.layouts.size()];
+    ap.layout = options_.layouts[(index + index / options_.types.size()) % options_.layouts.size()];
+    if (options_.two_radios_in_layout_4 && ap.kind.rf_num > 1) ap.layout = AC_LAYOUT_V2;
     ap.config_version = options_.config_version;
     ap.timers = options_.timers;
     const std::size_t from_last = options_.aps - 1 - index;

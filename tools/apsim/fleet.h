@@ -34,7 +34,8 @@ struct FleetOptions {
     UINT32 scale = 1; // simulated seconds in a real one
     UINT32 seed = 1;
     std::vector<UINT16> types;            // played in turn; empty: default_types()
-    std::vector<UINT16> layouts = {3, 4}; // played in turn, one round of types each
+    std::vector<UINT16> layouts = {3, 4}; // played in turn, shifted by one with each round of types
+    bool two_radios_in_layout_4 = false;  // whatever `layouts` says: a controller misreads the second radio of layout 3
     Mac first_mac = {0x02, 0xA9, 0x51, 0x00, 0x00, 0x00};
     UINT32 mac_step = 16; // room for the addresses of the SSIDs, which follow the AP's own
     int config_version = 0;

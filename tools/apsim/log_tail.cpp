@@ -55,7 +55,8 @@ std::string printable(std::string text)
 void LogTail::read_on()
 {
     std::ifstream file(path_, std::ios::binary | std::ios::ate);
-    if (!file) return;
+    readable_ = file.is_open();
+    if (!readable_) return;
     const auto size = static_cast<std::uint64_t>(file.tellg());
     if (size < at_) at_ = 0;
     std::string added(std::min<std::uint64_t>(size - at_, read_bytes), '\0');
@@ -91,6 +92,7 @@ void LogTail::take(const std::string& line)
 // By count, so that the lines keep their places while numbers grow; of many kinds the most recent.
 std::string LogTail::text(std::size_t lines) const
 {
+    if (!readable_ && kinds_.empty()) return fmt::format("  controller's log: {} can't be read\n", path_);
     std::vector<Kind> shown(kinds_.begin(),
                             kinds_.begin() + static_cast<std::ptrdiff_t>(std::min(lines, kinds_.size())));
     std::stable_sort(shown.begin(), shown.end(), [](const Kind& a, const Kind& b) { return a.count > b.count; });

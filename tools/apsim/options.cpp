@@ -1,18 +1,20 @@
 #include "options.h"
 
-#include <charconv>
+#include <limits>
 #include <stdexcept>
 
 #include <arpa/inet.h>
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
+
+#include "cli_line.h"
 
 namespace apsim {
 
 namespace {
 
 constexpr std::size_t aps_max = 2000;
+constexpr double longest = 1e9; // seconds, some thirty years: their microseconds fit 64 bits with room to spare
 
 // Options as the user writes them; what is empty takes the default of its mode.
 struct Line {
@@ -47,7 +49,7 @@ void add_fleet_options(CLI::App& app, Line& line)
 {
     const auto fleet = "Fleet";
     app.add_option("--controller", line.controller, "Address of the controller, IP or IP:PORT")
-        ->type_name("IP:PORT")
+        ->type_name("ADDRESS")
         ->capture_default_str()
         ->group(fleet);
     app.add_option("--source", line.source, "Local address that the APs send from (default: the system's choice)")
@@ -55,23 +57,27 @@ void add_fleet_options(CLI::App& app, Line& line)
         ->group(fleet);
     app.add_option("--aps", line.aps, "Number of APs, 1 to 2000 (default 10; storm 100; bench 64)")
         ->type_name("N")
-        ->check(CLI::Range(std::size_t{1}, aps_max))
+        ->check(cli_line::number_between(std::size_t{1}, aps_max))
         ->group(fleet);
     app.add_option("--scale", line.scale,
                    "Clock factor: every timer of an AP is divided by it. Give the controller the "
                    "same factor")
         ->type_name("N")
-        ->check(CLI::Range(UINT32{1}, UINT32{10000}))
+        ->check(cli_line::number_between(UINT32{1}, UINT32{10000}))
         ->capture_default_str()
         ->group(fleet);
     app.add_option("--types", line.types,
                    "Product types played in turn, for example 1,7,70 (default 1,4,6,7,67,70: one "
-                   "and two radios, 2 to 12 SSIDs, known and learnt)")
+                   "and two radios, 2 to 12 SSIDs, known and learnt). A controller takes 1 to 199")
         ->type_name("LIST")
         ->delimiter(',')
+        ->check(cli_line::number_between(UINT16{0}, std::numeric_limits<UINT16>::max()))
         ->allow_extra_args(false)
         ->group(fleet);
-    app.add_option("--layout", line.layout, "Layout of the configuration records: 3, 4 or mix")
+    app.add_option(
+           "--layout", line.layout,
+           "Layout of the configuration records: 3, 4, or mix: both in turn, but 4 for APs with two radios, the "
+           "second of which a controller misreads in layout 3")
         ->type_name("3|4|mix")
         ->check(CLI::IsMember({"3", "4", "mix"}))
         ->capture_default_str()
@@ -82,18 +88,18 @@ void add_fleet_options(CLI::App& app, Line& line)
         ->group(fleet);
     app.add_option("--mac-step", line.mac_step, "Distance between the MACs of two APs; an AP's SSIDs use the next 12")
         ->type_name("N")
-        ->check(CLI::Range(UINT32{1}, UINT32{256}))
+        ->check(cli_line::number_between(UINT32{1}, UINT32{256}))
         ->capture_default_str()
         ->group(fleet);
     app.add_option("--config-version", line.config_version, "Configuration version that the APs start with")
         ->type_name("N")
-        ->check(CLI::Range(0, 99))
+        ->check(cli_line::number_between(0, 99))
         ->capture_default_str()
         ->group(fleet);
     app.add_option("--spread", line.spread,
                    "Simulated seconds over which the APs power on (default 0; soak and flood 30)")
         ->type_name("SECONDS")
-        ->check(CLI::NonNegativeNumber)
+        ->check(cli_line::number_between(0.0, longest))
         ->group(fleet);
 }
 
@@ -105,9 +111,9 @@ void add_link_option(CLI::App& app, const std::string& name, const std::string& 
     const auto add = [&](const std::string& option, std::optional<double>& target, const std::string& text) {
         auto* added = app.add_option(option, target, text)->type_name(type)->group("Faults");
         if (probability)
-            added->check(CLI::Range(0.0, 1.0));
+            added->check(cli_line::number_between(0.0, 1.0));
         else
-            added->check(CLI::Range(0.0, 60000.0));
+            added->check(cli_line::number_between(0.0, 60000.0));
     };
     add("--" + name, both, help + ", both directions");
     add("--" + name + "-up", up, help + ", from the APs only");
@@ -119,6 +125,7 @@ void add_fault_options(CLI::App& app, Line& line)
     const auto faults = "Faults";
     app.add_option("--seed", line.seed, "Seed of everything drawn by chance")
         ->type_name("N")
+        ->check(cli_line::number_between(UINT32{0}, std::numeric_limits<UINT32>::max()))
         ->capture_default_str()
         ->group(faults);
     add_link_option(app, "loss", "P", "Part of the datagrams that is lost, 0 to 1", line.loss, line.loss_up,
@@ -132,7 +139,7 @@ void add_fault_options(CLI::App& app, Line& line)
            "--reboot-every", line.reboot_every,
            "Simulated seconds between two reboots anywhere in the fleet, on average; 0: none (default 0; soak 60)")
         ->type_name("SECONDS")
-        ->check(CLI::NonNegativeNumber)
+        ->check(cli_line::number_between(0.0, longest))
         ->group(faults);
     app.add_flag("--forget", line.forget,
                  "APs come back from such a reboot with factory settings, version 0: a controller that holds a later "
@@ -143,26 +150,28 @@ void add_fault_options(CLI::App& app, Line& line)
            "Simulated seconds between two outages anywhere in the fleet, on average: an AP that runs is cut off "
            "from the network for a while and then goes on; 0: none")
         ->type_name("SECONDS")
-        ->check(CLI::NonNegativeNumber)
+        ->check(cli_line::number_between(0.0, longest))
         ->capture_default_str()
         ->group(faults);
     app.add_option("--outage-for", line.outage_for, "Simulated seconds that an outage lasts")
         ->type_name("SECONDS")
-        ->check(CLI::PositiveNumber)
+        ->check(cli_line::number_between(0.001, longest))
         ->capture_default_str()
         ->group(faults);
     app.add_option("--silent", line.silent, "The last N APs join and then fall silent for good")
         ->type_name("N")
+        ->check(cli_line::number_between(std::size_t{0}, aps_max))
         ->group(faults);
     app.add_option("--silent-after", line.silent_after, "Echoes before a silent AP falls silent")
         ->type_name("N")
-        ->check(CLI::Range(0, 1000))
+        ->check(cli_line::number_between(0, 1000))
         ->capture_default_str()
         ->group(faults);
     app.add_option("--refusing", line.refusing,
                    "The N APs before the silent ones answer requests with a failure and "
                    "apply nothing")
         ->type_name("N")
+        ->check(cli_line::number_between(std::size_t{0}, aps_max))
         ->group(faults);
     static const char* const texts[noise_count] = {
         "Echoes of APs that have never joined", "Frames of an AP of the fleet with a wrong CRC",
@@ -173,7 +182,7 @@ void add_fault_options(CLI::App& app, Line& line)
         app.add_option(fmt::format("--{}", to_string(static_cast<Noise>(i))), line.noise[i],
                        fmt::format("{}, per real second (default 0; flood {})", texts[i], defaults[i]))
             ->type_name("RATE")
-            ->check(CLI::Range(0.0, 1000000.0))
+            ->check(cli_line::number_between(0.0, 1000000.0))
             ->group(faults);
 }
 
@@ -184,7 +193,7 @@ void add_run_options(CLI::App& app, Line& line, RunOptions& run)
                    "Simulated seconds to run; 0: until Ctrl-C (default 0; storm 120, flood 60; bench: 5 real seconds "
                    "for each measurement)")
         ->type_name("SECONDS")
-        ->check(CLI::NonNegativeNumber)
+        ->check(cli_line::number_between(0.0, longest))
         ->group(group);
     std::string names;
     for (const std::string& name : measure_names())
@@ -213,35 +222,43 @@ void add_run_options(CLI::App& app, Line& line, RunOptions& run)
 
 void add_modes(CLI::App& app, RunOptions& run)
 {
-    const auto add = [&](Mode mode, const char* help) {
+    const auto add = [&](Mode mode, const char* help, const char* examples) {
         CLI::App* sub = app.add_subcommand(to_string(mode), help);
         sub->fallthrough();
+        sub->footer(std::string("Examples:\n") + examples +
+                    "\nThe options of the fleet, its faults and the report hold here, too: `apsim --help`.");
         sub->callback([&run, mode] { run.mode = mode; });
         return sub;
     };
-    CLI::App* storm = add(Mode::storm, "All APs join at once; ends when the last has joined or the duration is over");
+    CLI::App* storm = add(Mode::storm, "All APs join at once; ends when the last has joined or the duration is over",
+                          "  apsim storm --aps 512 --scale 10 --expect joined=all --expect joined-within=30");
     storm->add_flag("--stay", run.stay, "Go on until the duration is over");
-    add(Mode::soak, "Steady life with faults: 2% loss, 1% duplicates, 2% reordered, a reboot a minute, unless told "
-                    "otherwise");
-    add(Mode::flood, "Unknown and bad frames beside a healthy fleet");
-    CLI::App* bench = add(Mode::bench, "Echo rounds per second and answer times of a controller");
+    add(Mode::soak,
+        "Steady life with faults: 2% loss, 1% duplicates, 2% reordered, a reboot a minute, unless told otherwise",
+        "  apsim soak --aps 200 --scale 20 --loss 0.05 --duration 3600 --expect 'p99<50'\n"
+        "  apsim soak --aps 24 --scale 10 --outage-every 60 --forget --config-version 1");
+    add(Mode::flood, "Unknown and bad frames beside a healthy fleet",
+        "  apsim flood --aps 100 --unknown 5000 --expect lost=0 --expect noise-answered=0");
+    CLI::App* bench = add(Mode::bench, "Echo rounds per second and answer times of a controller",
+                          "  apsim bench --ratio --controller 127.0.0.1:5000\n"
+                          "  apsim bench --aps 512 --window 1 --expect 'p99<1'");
     bench->add_flag(
         "--bare", run.bare,
         "Measure a bare recvfrom/sendto loop in a child process on the loopback instead, with the same client");
     bench->add_flag("--ratio", run.ratio, "Measure both in turn and print controller / bare loop, of the medians");
     bench->add_option("--passes", run.passes, "With --ratio: measurements of each")
         ->type_name("N")
-        ->check(CLI::Range(1, 100))
+        ->check(cli_line::number_between(1, 100))
         ->capture_default_str();
     bench
         ->add_option("--settle", run.settle,
                      "Real seconds of uncounted echoes first, while the controller still writes what the join brought")
         ->type_name("SECONDS")
-        ->check(CLI::NonNegativeNumber)
+        ->check(cli_line::number_between(0.0, longest))
         ->capture_default_str();
     bench->add_option("--window", run.bench.window, "Echoes under way at the same time, each of another AP")
         ->type_name("N")
-        ->check(CLI::Range(1, 1000))
+        ->check(cli_line::number_between(1, 1000))
         ->capture_default_str();
     app.require_subcommand(0, 1);
 }
@@ -284,6 +301,7 @@ void fill_fleet(RunOptions& run, const Line& line)
     fleet.scale = line.scale;
     fleet.seed = line.seed;
     fleet.types = line.types;
+    fleet.two_radios_in_layout_4 = line.layout == "mix";
     if (line.layout != "mix") fleet.layouts = {static_cast<UINT16>(line.layout == "3" ? AC_LAYOUT_V1 : AC_LAYOUT_V2)};
     fleet.mac_step = line.mac_step;
     fleet.config_version = line.config_version;
@@ -345,7 +363,10 @@ ParsedLine parse_line(int argc, const char* const* argv)
                "  apsim storm --aps 512 --scale 10 --expect joined=all --expect joined-within=30\n"
                "  apsim soak --aps 200 --scale 20 --loss 0.05 --duration 3600 --expect 'p99<50'\n"
                "  apsim flood --aps 100 --unknown 5000 --expect lost=0 --expect noise-answered=0\n"
-               "  apsim bench --ratio --controller 127.0.0.1:5000");
+               "  apsim bench --ratio --controller 127.0.0.1:5000\n"
+               "`apsim MODE --help` tells what a mode adds.");
+    app.formatter(std::make_shared<cli_line::Help>()); // the modes take it over as they are made
+    app.failure_message(cli_line::complaint);
     add_fleet_options(app, line);
     add_fault_options(app, line);
     add_run_options(app, line, run);

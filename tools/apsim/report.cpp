@@ -72,7 +72,7 @@ std::string noise_text(const FleetStats& stats)
                        stats.noise_link_downs, stats.noise_answered);
 }
 
-std::string body_text(const FleetStats& stats)
+std::string facts_text(const FleetStats& stats)
 {
     const ApCounters& sum = stats.sum;
     std::string text = fmt::format("  APs        {}   (of {})\n", state_text(stats), stats.aps);
@@ -86,21 +86,45 @@ std::string body_text(const FleetStats& stats)
     if (stats.send_errors + stats.receive_errors > 0)
         text += fmt::format("  errors     send {}   receive {}   (is the controller up?)\n", stats.send_errors,
                             stats.receive_errors);
-    text += fault_text("up", stats.up) + fault_text("down", stats.down) + noise_text(stats);
-    return text + answer_table(stats);
+    return text + fault_text("up", stats.up) + fault_text("down", stats.down) + noise_text(stats);
 }
 
-// A line that the terminal breaks in two would spoil the overdrawing.
-std::string clipped(const std::string& text)
+// The values of a line stand three blanks apart. Where they don't all fit, the line goes on below, beneath the first.
+std::string folded(const std::string& line, std::size_t columns)
 {
-    winsize size{};
-    const bool known = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-    const std::size_t width = known ? size.ws_col : 80;
+    constexpr std::size_t first_value = 13;
+    std::string out, left = line;
+    while (left.size() > columns) {
+        const std::size_t at = left.rfind("   ", columns);
+        if (at == std::string::npos || at <= first_value) break;
+        out += left.substr(0, at) + "\n";
+        left = std::string(first_value, ' ') + left.substr(at + 3);
+    }
+    return out + left.substr(0, columns) + "\n";
+}
+
+// Each line of a text by one of the two rules, folded or cut off.
+std::string fitted(const std::string& text, std::size_t columns, bool fold)
+{
     std::string out;
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);)
-        out += line.substr(0, width) + "\n";
+        out += fold ? folded(line, columns) : line.substr(0, columns) + "\n";
     return out;
+}
+
+std::size_t lines_in(const std::string& text)
+{
+    return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+}
+
+winsize terminal_size()
+{
+    winsize size{};
+    if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) != 0) size = {};
+    if (size.ws_col == 0) size.ws_col = 80;
+    if (size.ws_row == 0) size.ws_row = 24;
+    return size;
 }
 
 double rate(std::uint64_t now, std::uint64_t before, double passed)
@@ -200,13 +224,13 @@ void LiveView::draw(const FleetStats& stats)
         fmt::print(stderr, "{}   {}   retransmissions {}   p50 {:.3f} p99 {:.3f} ms\n", head, state_text(stats),
                    stats.sum.retransmissions, ms(all.percentile(50)), ms(all.percentile(99)));
     } else {
-        const std::string log = log_ == nullptr ? "" : log_->text(log_lines);
-        const std::string text = clipped(head + "\n" + body_text(stats) + log);
+        const winsize size = terminal_size();
+        const std::string text = live_text(head, stats, log_, size.ws_col, size.ws_row);
         std::string shown;
         if (lines_ > 0) shown = fmt::format("\033[{}A\033[J", lines_);
         shown += text;
         std::fwrite(shown.data(), 1, shown.size(), stderr);
-        lines_ = static_cast<int>(std::count(text.begin(), text.end(), '\n'));
+        lines_ = static_cast<int>(lines_in(text));
     }
     std::fflush(stderr);
     last_ = stats;
@@ -228,14 +252,29 @@ std::string summary_text(const FleetStats& stats)
             ? fmt::format("{} of {} APs have ever joined", stats.ever_joined, stats.aps)
             : fmt::format("all {} APs joined within {:.1f} s", stats.aps, seconds(stats.joined_within));
     return fmt::format("{:.0f} s simulated, {:.1f} s real; {}\n", seconds(stats.now), stats.real_seconds, within) +
-           body_text(stats);
+           facts_text(stats) + answer_table(stats);
+}
+
+std::string live_text(const std::string& head, const FleetStats& stats, const LogTail* log, std::size_t columns,
+                      std::size_t rows)
+{
+    std::string text = fitted(head + "\n" + facts_text(stats), columns, true);
+    text += fitted(answer_table(stats), columns, false);
+    const std::size_t limit = std::max<std::size_t>(rows, 2) - 1; // the cursor has the last row
+    const std::size_t left = limit - std::min(limit, lines_in(text));
+    if (log != nullptr && left > 1) text += fitted(log->text(std::min(log_lines, left - 1)), columns, false);
+    std::size_t end = 0;
+    for (std::size_t line = 0; line < limit && end < text.size(); line++)
+        end = text.find('\n', end) + 1;
+    return text.substr(0, end);
 }
 
 std::string verdict_text(const std::vector<Verdict>& verdicts)
 {
     std::string text;
     for (const Verdict& v : verdicts)
-        text += fmt::format("{} {} (is {:g})\n", v.holds ? "held:  " : "FAILED:", v.text, v.actual);
+        text += fmt::format("{} {} ({})\n", v.holds ? "held:  " : "FAILED:", v.text,
+                            v.measured ? fmt::format("is {:g}", v.actual) : "this mode doesn't measure it");
     return text;
 }
 
@@ -281,7 +320,7 @@ nlohmann::json verdict_json(const std::vector<Verdict>& verdicts)
     nlohmann::json list = nlohmann::json::array();
     for (const Verdict& v : verdicts) {
         nlohmann::json one = {{"condition", v.text}, {"holds", v.holds}};
-        if (std::isfinite(v.actual)) one["actual"] = v.actual;
+        if (v.measured && std::isfinite(v.actual)) one["actual"] = v.actual;
         list.push_back(one);
     }
     return list;

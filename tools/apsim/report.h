@@ -32,6 +32,11 @@ private:
     FleetStats last_;
 };
 
+// The live table as it stands on a terminal of that size, which it never outgrows: no line is longer than it is wide,
+// and the last row stays the cursor's. A line that is too long is folded, and the log, which may be null, has what is
+// left.
+std::string live_text(const std::string& head, const FleetStats& stats, const LogTail* log, std::size_t columns,
+                      std::size_t rows);
 std::string summary_text(const FleetStats& stats);
 std::string verdict_text(const std::vector<Verdict>& verdicts);
 std::string config_text(const ApModel& ap);

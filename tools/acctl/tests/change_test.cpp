@@ -27,6 +27,7 @@ Bytes name32(const std::string& name)
 struct Site {
     bool works = true; // false: acknowledges and does nothing
     bool comes_back = true;
+    bool tells_ssids = true; // false: it doesn't know the request
     std::vector<RowSpec> rows = {{lobby, "lobby", 1, true}, {roof, "roof", 0}};
     std::map<Bytes, Bytes> pages = {{lobby, page(6, 20)}, {roof, page(6, 20)}};
     std::map<Bytes, std::map<std::size_t, std::string>> bound;
@@ -124,7 +125,7 @@ Bytes Site::answer(const Bytes& request)
     case 24:
         return message(24, 0, pages[Bytes(request.begin() + 20, request.begin() + 26)]);
     case 25:
-        return message(25, 1, ssid_row(lobby, 3, "visitors", 0, 32));
+        return tells_ssids ? message(25, 1, ssid_row(lobby, 3, "visitors", 0, 32)) : Bytes();
     default:
         if (works) change(request);
         return message(request[4] + 1U, 0);
@@ -205,7 +206,7 @@ TEST_F(Change, without_waiting_it_is_only_asked_for)
     site.works = false;
     const Ran ran = line({"ap", "rename", "lobby", "Hall", "--no-wait"});
     EXPECT_EQ(ran.status, 0);
-    EXPECT_EQ(ran.out, "lobby (02:a9:51:00:00:10) has been asked for\n");
+    EXPECT_EQ(ran.out, "lobby (02:a9:51:00:00:10) will be told by the controller\n");
 }
 
 TEST_F(Change, a_controller_that_goes_away_behind_the_request_is_told_as_that)
@@ -280,6 +281,19 @@ TEST_F(Change, a_limit_that_cannot_be_read_back_is_not_called_done)
     EXPECT_NE(ran.out.find("a limit is shown only while its SSID and radio are on and the AP is online"),
               std::string::npos);
     EXPECT_EQ(body(44), lobby + Bytes({2, 9}));
+}
+
+TEST_F(Change, a_limit_that_no_read_shows_is_asked_for_and_not_waited_for)
+{
+    site.tells_ssids = false;
+    const Ran ran = line({"ap", "limit", "lobby", "--ssid", "2", "--ssid", "0", "--clients", "9"});
+    EXPECT_EQ(ran.status, 6);
+    EXPECT_EQ(ran.out,
+              "lobby (02:a9:51:00:00:10) will be told by the controller; whether it took can't be seen, for this "
+              "controller shows the limits of SSID 0 and SSID 8 alone\n"
+              "lobby (02:a9:51:00:00:10) takes 9 clients on SSID 0 now\n");
+    EXPECT_EQ(body(44, 2), lobby + Bytes({0, 9}));
+    EXPECT_EQ(line({"ap", "limit", "lobby", "--ssid", "2", "--clients", "9", "--no-wait"}).status, 0);
 }
 
 TEST_F(Change, an_ssid_that_the_ap_has_not_is_refused)

@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 
 #include "fake_controller.h"
 
@@ -96,6 +97,19 @@ TEST(Channel, a_socket_that_nobody_listens_at_is_told)
     const Refused refused = failure_of(Channel(path, 10), ask());
     EXPECT_EQ(refused.kind, Failure::unreachable);
     EXPECT_EQ(refused.text, "no controller answers at " + path + ": is it running?");
+    std::filesystem::remove(path);
+}
+
+TEST(Channel, a_file_that_is_no_socket_is_told)
+{
+    const std::string path = testing::TempDir() + "/plain_file";
+    std::ofstream(path) << "text";
+    for (const std::string& wrong : {path, testing::TempDir()}) {
+        const Refused refused = failure_of(Channel(wrong, 10), ask());
+        EXPECT_EQ(refused.kind, Failure::unreachable);
+        EXPECT_EQ(refused.text,
+                  "no controller answers at " + wrong + ": this is no socket; AC_ROOT or --socket tell where it lives");
+    }
     std::filesystem::remove(path);
 }
 

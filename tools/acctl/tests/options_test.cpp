@@ -120,7 +120,8 @@ TEST(Options, wrong_lines_are_told_what_to_do)
               "acctl: name an AP by its MAC or its name, or give --all; `acctl ap list` shows them\n");
     EXPECT_EQ(error_of({"ap", "bind", "a"}),
               "acctl: which policy? Give --reboot-policy NAME or another of the five; see --help\n");
-    error_of({"ap", "reboot", "a", "--all"});
+    EXPECT_EQ(error_of({"ap", "reboot", "a", "--all"}),
+              "acctl: --all means all APs: leave it out, or the names of single ones\n");
     error_of({"ap", "rename", "a"});
     error_of({"ap", "channel", "a"});
     error_of({"ap", "limit", "a", "--clients", "3"});
@@ -170,4 +171,25 @@ TEST(Options, each_command_has_help_with_examples)
     }
     for (const char* command : {"status", "watch"})
         EXPECT_NE(help_of({command, "--help"}).find(std::string("Examples:\n  acctl ") + command), std::string::npos);
+}
+
+TEST(Options, a_word_that_is_no_command_is_named_with_the_commands_there_are)
+{
+    EXPECT_EQ(error_of({}), "acctl: say a command: status, ap, watch, debug\n`acctl --help` tells more.\n");
+    EXPECT_EQ(error_of({"bogus"}), "acctl: there is no command \"bogus\"; there are status, ap, watch, debug\n"
+                                   "`acctl --help` tells more.\n");
+    EXPECT_EQ(error_of({"debug"}), "acctl: say a command: joined, clients\n`acctl debug --help` tells more.\n");
+    EXPECT_EQ(error_of({"debug", "aps"}), "acctl: there is no command \"aps\"; there are joined, clients\n"
+                                          "`acctl debug --help` tells more.\n");
+    EXPECT_EQ(error_of({"--version"}), "acctl: there is no option --version\n`acctl --help` tells more.\n");
+}
+
+TEST(Options, numbers_have_bounds_and_what_is_none_is_refused)
+{
+    EXPECT_EQ(error_of({"status", "--timeout", "nan"}),
+              "acctl: --timeout: \"nan\" is no number from 0.1 to 3600\n`acctl status --help` tells more.\n");
+    EXPECT_EQ(error_of({"watch", "--count", "-1"}),
+              "acctl: --count: \"-1\" is no number from 0 to 1000000000\n`acctl watch --help` tells more.\n");
+    EXPECT_EQ(good({"watch", "--count", "1000000000"}).count, 1000000000U);
+    error_of({"watch", "--count", "1000000001"});
 }

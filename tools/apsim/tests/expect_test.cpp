@@ -65,11 +65,16 @@ TEST(Expect, joined_within_is_a_limit_and_fails_while_one_has_never_joined)
 TEST(Expect, a_measure_that_the_run_does_not_take_fails)
 {
     EXPECT_FALSE(holds("ratio>=0", two_of_three()));
+    const std::vector<Verdict> verdicts =
+        judge({parse_expectation("rate>=0"), parse_expectation("p99>=0")}, measures_of(two_of_three()));
+    EXPECT_FALSE(verdicts.at(0).measured);
+    EXPECT_TRUE(verdicts.at(1).measured);
 }
 
 TEST(Expect, nonsense_is_refused_with_a_hint)
 {
-    for (const char* text : {"", "joined", "joined=", "=3", "joined=x", "joined==3", "joined=3x", "nothing=1"})
+    for (const char* text :
+         {"", "joined", "joined=", "=3", "joined=x", "joined==3", "joined=3x", "joined=nan", "joined<inf", "nothing=1"})
         EXPECT_THROW((void)parse_expectation(text), std::invalid_argument) << text;
     try {
         (void)parse_expectation("jioned=3");

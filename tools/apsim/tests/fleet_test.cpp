@@ -42,6 +42,18 @@ TEST(Fleet, fifty_aps_join_and_echo)
     EXPECT_EQ(controller.with_script([](ScriptController& script) { return script.joined.size(); }), 50u);
 }
 
+TEST(Fleet, aps_with_two_radios_keep_to_layout_4_where_that_is_asked_for)
+{
+    LoopbackController controller;
+    FleetOptions options = options_for(controller, 24);
+    options.two_radios_in_layout_4 = true;
+    const Fleet fleet(options);
+    std::set<std::pair<int, int>> seen; // radios, layout
+    for (std::size_t i = 0; i < fleet.size(); i++)
+        seen.emplace(fleet.ap(i).options().kind.rf_num, fleet.ap(i).options().layout);
+    EXPECT_EQ(seen, (std::set<std::pair<int, int>>{{1, 3}, {1, 4}, {2, 4}}));
+}
+
 TEST(Fleet, the_default_mix_plays_both_layouts_and_all_types_with_macs_of_their_own)
 {
     LoopbackController controller;

@@ -60,11 +60,14 @@ TEST_F(LogTailTest, what_a_terminal_would_obey_is_taken_out)
     EXPECT_EQ(tail.kinds().at(0).last, "wild ?[2J line");
 }
 
-TEST_F(LogTailTest, a_missing_file_says_nothing)
+TEST_F(LogTailTest, a_missing_file_is_told_and_an_empty_one_says_nothing)
 {
-    LogTail tail("/nonexistent/file");
-    tail.read_on();
-    EXPECT_EQ(tail.text(5), "");
+    LogTail missing("/nonexistent/file");
+    missing.read_on();
+    EXPECT_EQ(missing.text(5), "  controller's log: /nonexistent/file can't be read\n");
+    LogTail empty(path);
+    empty.read_on();
+    EXPECT_EQ(empty.text(5), "");
 }
 
 TEST_F(LogTailTest, text_shows_the_most_recent_kinds_the_frequent_first)

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 using namespace apsim;
 
 namespace {
@@ -33,6 +35,8 @@ TEST(Options, a_bare_line_is_ten_aps_without_faults_until_stopped)
     EXPECT_TRUE(run.fleet.up.none());
     EXPECT_EQ(run.duration, 0);
     EXPECT_EQ(run.fleet.layouts, (std::vector<UINT16>{3, 4}));
+    EXPECT_TRUE(run.fleet.two_radios_in_layout_4);
+    EXPECT_FALSE(parse({"--layout", "3"}).run.value().fleet.two_radios_in_layout_4);
 }
 
 TEST(Options, stand_before_or_behind_the_mode)
@@ -93,6 +97,8 @@ TEST(Options, limits_in_pairs)
     EXPECT_NE(error_of({"--aps", "0"}), "");
     EXPECT_TRUE(parse({"--loss", "1"}).run.has_value());
     EXPECT_NE(error_of({"--loss", "1.01"}), "");
+    EXPECT_TRUE(parse({"--duration", "1e9"}).run.has_value());
+    EXPECT_NE(error_of({"--duration", "1.1e9"}), "");
     EXPECT_NE(error_of({"--layout", "5"}), "");
     EXPECT_NE(error_of({"storm", "soak"}), "");
 }
@@ -105,6 +111,40 @@ TEST(Options, errors_say_what_to_do)
     EXPECT_NE(error_of({"--expect", "jioned=1"}).find("joined"), std::string::npos);
     EXPECT_NE(error_of({"bench", "--duration", "0"}).find("--duration"), std::string::npos);
     EXPECT_NE(error_of({"--print-config", "x"}).find("02:a9:51"), std::string::npos);
+}
+
+TEST(Options, a_wrong_line_is_told_by_name_and_with_the_help_that_tells_more)
+{
+    EXPECT_EQ(error_of({"--aps", "2001"}),
+              "apsim: --aps: \"2001\" is no number from 1 to 2000\n`apsim --help` tells more.\n");
+    EXPECT_EQ(error_of({"bench", "--window", "0"}),
+              "apsim: --window: \"0\" is no number from 1 to 1000\n`apsim bench --help` tells more.\n");
+}
+
+TEST(Options, what_is_no_number_is_refused)
+{
+    for (const char* option : {"--loss", "--delay-ms", "--spread", "--duration", "--reboot-every", "--unknown"})
+        for (const char* value : {"nan", "inf", "-1", "x", ""})
+            EXPECT_NE(error_of({option, value}).find("is no number from 0 to"), std::string::npos) << option << value;
+}
+
+TEST(Options, a_mode_helps_with_its_own_options_and_names_where_the_others_stand)
+{
+    testing::internal::CaptureStdout();
+    (void)parse({"storm", "--help"});
+    const std::string text = testing::internal::GetCapturedStdout();
+    for (const char* word : {"--stay", "apsim storm --aps", "`apsim --help`"})
+        EXPECT_NE(text.find(word), std::string::npos) << word;
+    EXPECT_EQ(text.find("apsim flood"), std::string::npos);
+}
+
+TEST(Options, help_keeps_to_the_width_of_a_screen)
+{
+    testing::internal::CaptureStdout();
+    (void)parse({"--help"});
+    std::istringstream text(testing::internal::GetCapturedStdout());
+    for (std::string line; std::getline(text, line);)
+        EXPECT_LE(line.size(), 105u) << line;
 }
 
 TEST(Options, help_is_no_failure)
