@@ -50,23 +50,6 @@ APCONFIG* first_from(UINT32 bucket) AC_REQUIRES(g_apconfig_mutex)
     return nullptr;
 }
 
-// Unlinks every node of a list and gives it to `release`; a node's block begins with its link.
-void list_release(list_node* head, void (*release)(void*))
-{
-    while (!list_empty(head)) {
-        list_node* link = head->next;
-        list_del(link);
-        release(link);
-    }
-}
-
-void nodes_release(APCONFIG* node, void (*release)(void*))
-{
-    static_assert(offsetof(CONFIG_WL_RF_LIST, list) == 0 && offsetof(CONFIG_WL_BASIC_LIST, list) == 0);
-    list_release(&node->list_rf, release);
-    list_release(&node->list_wl, release);
-}
-
 } // namespace
 
 void apconfig_htable_init()
@@ -151,7 +134,7 @@ CONFIG_WL_RF_LIST* rfconfig_alloc()
 void apconfig_free_unlinked(APCONFIG* node)
 {
     if (node == nullptr) return;
-    nodes_release(node, ac_record_free);
+    free_list_node(node);
     ac_record_free(node);
 }
 
@@ -219,7 +202,7 @@ void apconfig_link(APCONFIG* node)
 void apconfig_unlink_locked(APCONFIG* node)
 {
     hlist_del(&node->apconfig_node);
-    nodes_release(node, ac_retire);
+    free_list_node(node);
     ac_retire(node);
     const UINT32 num = ac_load(g_acwtp_joined_ap_num);
     if (num != 0) ac_store(g_acwtp_joined_ap_num, num - 1); // apconfig_del_all may have cleared it over a live record

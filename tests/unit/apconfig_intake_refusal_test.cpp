@@ -142,6 +142,16 @@ TEST_F(ApconfigIntake, no_radio_record_is_ever_refused)
     EXPECT_EQ(validate_rf(&rf, 1), 0);
 }
 
+TEST_F(ApconfigIntake, a_report_is_accepted_whatever_stands_in_its_radios)
+{
+    for (UINT8 byte : Bytes{0, 255}) {
+        Bytes report = report_v2_dual();
+        std::fill_n(report.begin() + 104, 56, byte);
+        EXPECT_EQ(add_v2(DUAL, report), 0);
+        EXPECT_EQ(add_v1(DUAL, report_v1_dual()), 0);
+    }
+}
+
 TEST_F(ApconfigIntake, an_ssid_record_needs_a_number_and_a_name_length_in_range)
 {
     CONFIG_WL_BASIC wl{};

@@ -37,18 +37,25 @@ void expect_ssid(APCONFIG* node, UINT8 id, const std::string& name)
     EXPECT_EQ(raw(wl_of(node, id)), image);
 }
 
+// A policy's name as long as it can be.
+std::string policy(std::string name)
+{
+    name.resize(32, '.');
+    return name;
+}
+
 // A record with every binding set, its SSIDs named "ssid<n>".
 void bind_all(APCONFIG* node)
 {
-    set_text(node->p_reboot_name, "reboot");
-    set_text(node->p_alarm_name, "alarm");
-    set_text(node->p_pass_name, "pass");
-    set_text(node->p_wl_deploy_name, "deploy");
-    set_text(node->p_qvlan_name, "qvlan");
-    set_text(node->p_wl_rf_policy_name[0], "rf0");
-    set_text(node->p_wl_rf_policy_name[1], "rf1");
+    set_text(node->p_reboot_name, policy("reboot"));
+    set_text(node->p_alarm_name, policy("alarm"));
+    set_text(node->p_pass_name, policy("pass"));
+    set_text(node->p_wl_deploy_name, policy("deploy"));
+    set_text(node->p_qvlan_name, policy("qvlan"));
+    set_text(node->p_wl_rf_policy_name[0], policy("rf0"));
+    set_text(node->p_wl_rf_policy_name[1], policy("rf1"));
     for (int i = 0; i < 12; i++)
-        set_text(node->p_wl_basic_policy_name[i], "basic" + std::to_string(i));
+        set_text(node->p_wl_basic_policy_name[i], policy("basic" + std::to_string(i)));
     node->info_event.mailPort = 2525;
     set_text(node->info_event.mailName, "ops@example.net");
 }
@@ -165,6 +172,17 @@ TEST_F(ApconfigIntake, a_new_record_is_online_unsaved_and_carries_product_and_so
     }
 }
 
+TEST_F(ApconfigIntake, a_product_name_of_32_bytes_is_taken_over_whole)
+{
+    PRODUCT_AP row{};
+    ASSERT_TRUE(acwtp_product_obtain(SINGLE, &row));
+    memset(row.ap_name, 'n', sizeof row.ap_name);
+    row.ap_type = OWN_TYPE;
+    ASSERT_TRUE(acwtp_product_load(&row));
+    ASSERT_EQ(add_v2(OWN_TYPE, report_v2_single()), 0);
+    EXPECT_EQ(raw(record()->product_name), Bytes(32, 'n'));
+}
+
 TEST_F(ApconfigIntake, a_new_ap_has_no_bindings_and_no_alarm_delivery)
 {
     ASSERT_EQ(add_v2(DUAL, report_v2_dual()), 0);
@@ -243,6 +261,14 @@ TEST_F(ApconfigIntake, a_record_without_ssids_takes_any_report_and_is_never_hand
     EXPECT_EQ(text_of(record()->p_alarm_name), "kept");
 }
 
+TEST_F(ApconfigIntake, a_record_of_a_product_without_ssids_is_as_new_as_its_version_says)
+{
+    APCONFIG* old = make_record(mac, OWN_TYPE, 0, "2"); // the product is not known
+    ASSERT_TRUE(list_empty(&old->list_wl));
+    EXPECT_EQ(add_v2(DUAL, report_v2_dual("1")), 3);
+    EXPECT_EQ(record(), old);
+}
+
 TEST_F(ApconfigIntake, a_report_of_the_stored_version_rebuilds_the_record)
 {
     make_record(mac, DUAL, 0, "1");
@@ -273,17 +299,17 @@ TEST_F(ApconfigIntake, a_rebuilt_record_keeps_every_binding_and_the_alarm_delive
         bind_all(make_record(mac, DUAL, 0, "1"));
         ASSERT_EQ(add(intake, DUAL, report_dual(intake, "7")), 0);
         APCONFIG* node = record();
-        EXPECT_EQ(text_of(node->p_reboot_name), "reboot");
-        EXPECT_EQ(text_of(node->p_alarm_name), "alarm");
-        EXPECT_EQ(text_of(node->p_pass_name), "pass");
-        EXPECT_EQ(text_of(node->p_wl_deploy_name), "deploy");
-        EXPECT_EQ(text_of(node->p_qvlan_name), "qvlan");
-        EXPECT_EQ(text_of(node->p_wl_rf_policy_name[0]), "rf0");
-        EXPECT_EQ(text_of(node->p_wl_rf_policy_name[1]), "rf1");
+        EXPECT_EQ(text_of(node->p_reboot_name), policy("reboot"));
+        EXPECT_EQ(text_of(node->p_alarm_name), policy("alarm"));
+        EXPECT_EQ(text_of(node->p_pass_name), policy("pass"));
+        EXPECT_EQ(text_of(node->p_wl_deploy_name), policy("deploy"));
+        EXPECT_EQ(text_of(node->p_qvlan_name), policy("qvlan"));
+        EXPECT_EQ(text_of(node->p_wl_rf_policy_name[0]), policy("rf0"));
+        EXPECT_EQ(text_of(node->p_wl_rf_policy_name[1]), policy("rf1"));
         EXPECT_EQ(node->info_event.mailPort, 2525);
         EXPECT_EQ(text_of(node->info_event.mailName), "ops@example.net");
         for (int i = 0; i < 12; i++)
-            EXPECT_EQ(text_of(node->p_wl_basic_policy_name[i]), "basic" + std::to_string(i));
+            EXPECT_EQ(text_of(node->p_wl_basic_policy_name[i]), policy("basic" + std::to_string(i)));
         apconfig_mib_node_del(mac.data(), 0);
     }
 }
@@ -311,7 +337,7 @@ TEST_F(ApconfigIntake, an_ssid_renamed_on_the_ap_loses_its_policy_and_the_others
     put_ssid(report, 160 + 3 * 110, 3, "renamed");
     ASSERT_EQ(add_v2(DUAL, report), 0);
     for (int i = 0; i < 12; i++)
-        EXPECT_EQ(text_of(record()->p_wl_basic_policy_name[i]), i == 3 ? "" : "basic" + std::to_string(i));
+        EXPECT_EQ(text_of(record()->p_wl_basic_policy_name[i]), i == 3 ? "" : policy("basic" + std::to_string(i)));
 }
 
 TEST_F(ApconfigIntake, a_name_that_moved_to_another_ssid_does_not_take_the_policy_along)
@@ -323,7 +349,22 @@ TEST_F(ApconfigIntake, a_name_that_moved_to_another_ssid_does_not_take_the_polic
     ASSERT_EQ(add_v2(DUAL, report), 0);
     EXPECT_EQ(text_of(record()->p_wl_basic_policy_name[0]), "");
     EXPECT_EQ(text_of(record()->p_wl_basic_policy_name[1]), "");
-    EXPECT_EQ(text_of(record()->p_wl_basic_policy_name[2]), "basic2");
+    EXPECT_EQ(text_of(record()->p_wl_basic_policy_name[2]), policy("basic2"));
+}
+
+TEST_F(ApconfigIntake, a_policy_goes_by_the_number_of_its_ssid_wherever_that_stands_in_the_report)
+{
+    test_product(OWN_TYPE, 2, 1, 2); // SSIDs 0, 1 and 8
+    APCONFIG* old = make_record(mac, DUAL, 0, "1");
+    bind_all(old);
+    Bytes report = report_v2_dual();
+    put_ssid(report, 160, 8, "ssid8");
+    put_ssid(report, 160 + 110, 1, "ssid1");
+    put_ssid(report, 160 + 220, 0, "other");
+    ASSERT_EQ(add_v2(OWN_TYPE, cut(report, 160 + 330)), 0);
+    for (int i = 0; i < 12; i++)
+        EXPECT_EQ(text_of(record()->p_wl_basic_policy_name[i]),
+                  i == 1 || i == 8 ? policy("basic" + std::to_string(i)) : "");
 }
 
 TEST_F(ApconfigIntake, ssid_names_are_compared_over_all_32_bytes)
@@ -333,7 +374,7 @@ TEST_F(ApconfigIntake, ssid_names_are_compared_over_all_32_bytes)
     put(report, 160 + 6 + 31, {'x'}); // behind the length of SSID 0, yet part of the field
     ASSERT_EQ(add_v2(DUAL, report), 0);
     EXPECT_EQ(text_of(record()->p_wl_basic_policy_name[0]), "");
-    EXPECT_EQ(text_of(record()->p_wl_basic_policy_name[1]), "basic1");
+    EXPECT_EQ(text_of(record()->p_wl_basic_policy_name[1]), policy("basic1"));
 }
 
 TEST_F(ApconfigIntake, an_ssid_number_out_of_range_in_the_old_record_does_no_harm_to_what_is_kept)
@@ -346,7 +387,7 @@ TEST_F(ApconfigIntake, an_ssid_number_out_of_range_in_the_old_record_does_no_har
         wl_of(old, 11).ssid_id = id;
         ASSERT_EQ(add_v2(DUAL, report_v2_dual()), 0);
         EXPECT_EQ(raw(record()->info_event), event);
-        EXPECT_EQ(text_of(record()->p_wl_basic_policy_name[10]), "basic10");
+        EXPECT_EQ(text_of(record()->p_wl_basic_policy_name[10]), policy("basic10"));
         EXPECT_EQ(text_of(record()->p_wl_basic_policy_name[11]), ""); // the old record had no SSID 11
         apconfig_mib_node_del(mac.data(), 0);
     }

@@ -120,6 +120,21 @@ TEST_F(ApconfigQuery, an_ap_with_one_radio_fills_one_place)
     EXPECT_EQ(obtain_apconfig_all_ssid(mac.data(), wl), 2);
 }
 
+TEST_F(ApconfigQuery, radio_1_has_its_place_also_where_radio_0_is_missing)
+{
+    drop_rf(make_record(mac, DUAL, 0), 0);
+    CONFIG_WL_RF rf[AC_RADIO_MAX];
+    CONFIG_WL_RF_V1 v1[AC_RADIO_MAX];
+    memset(static_cast<void*>(rf), 0xEE, sizeof rf);
+    memset(static_cast<void*>(v1), 0xEE, sizeof v1);
+    EXPECT_EQ(obtain_apconfig_all_rf(mac.data(), rf), 1);
+    EXPECT_EQ(obtain_apconfig_all_rf_v1(mac.data(), v1), 1);
+    EXPECT_EQ(raw(rf[0]), Bytes(28, 0xEE));
+    EXPECT_EQ(raw(v1[0]), Bytes(10, 0xEE));
+    EXPECT_EQ(rf[1].RF_basic_setting & 1, 1);
+    EXPECT_EQ(v1[1].RF_basic_setting & 1, 1);
+}
+
 TEST_F(ApconfigQuery, the_address_settings_of_an_ap_are_copied)
 {
     APCONFIG* node = make_record(mac, DUAL, 0);

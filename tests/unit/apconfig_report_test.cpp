@@ -163,6 +163,15 @@ TEST_F(ApconfigReport, with_radio_0_on_a_disabled_ssid_0_is_not_shown)
     EXPECT_EQ(row.maxNum, 50);
 }
 
+TEST_F(ApconfigReport, a_disabled_ssid_8_is_not_named_and_shows_its_limit)
+{
+    wl_of(full_record(), 8).wl_basic_set = 0xFD;
+    const AC_WTP_WTP_TABLE row = list_row();
+    EXPECT_EQ(row.ssid_status_5g, 1);
+    EXPECT_EQ(text_of(row.ssid[8]), "");
+    EXPECT_EQ(row.maxNum_5g, 58);
+}
+
 TEST_F(ApconfigReport, radio_0_off_does_no_harm_to_an_ap_without_ssid_0)
 {
     APCONFIG* node = full_record();

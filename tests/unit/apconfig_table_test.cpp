@@ -179,8 +179,11 @@ TEST_F(ApconfigTable, an_unlinked_record_is_freed_with_its_nodes)
     list_add_tail(&rfconfig_alloc()->list, &node->list_rf);
     list_add_tail(&wlconfig_alloc()->list, &node->list_wl);
     list_add_tail(&wlconfig_alloc()->list, &node->list_wl);
+    const ac_reader section;
+    const std::size_t before = ac_retired_sweep();
     apconfig_free_unlinked(node); // the address sanitizer finds what would be left
     apconfig_free_unlinked(nullptr);
+    EXPECT_EQ(ac_retired_sweep(), before + 3); // the nodes; the record is gone at once
 }
 
 TEST_F(ApconfigTable, a_record_is_found_by_its_mac_and_no_other_is)
@@ -321,6 +324,16 @@ TEST_F(ApconfigTable, a_deletion_with_the_flag_queues_that_of_the_rows)
     EXPECT_EQ(take_notes(), (std::vector<FlashNote>{{CONFIG_SQL_DELETE_AP, 0, test_mac(1)}}));
 }
 
+TEST_F(ApconfigTable, any_flag_but_0_queues_the_deletion_of_the_rows)
+{
+    for (int flag : {1, 2, -1, 256}) {
+        make_record(test_mac(1), SINGLE, 1);
+        take_notes();
+        EXPECT_EQ(apconfig_mib_node_del(test_mac(1).data(), flag), 0);
+        EXPECT_EQ(take_notes().size(), 1U) << flag;
+    }
+}
+
 TEST_F(ApconfigTable, a_deletion_without_the_flag_leaves_the_rows_and_may_name_the_records_own_field)
 {
     APCONFIG* node = make_record(test_mac(1), DUAL, 1);
@@ -353,6 +366,18 @@ TEST_F(ApconfigTable, a_deleted_record_stays_readable_for_a_section_that_was_ope
     EXPECT_EQ(rf->rf.channel, 11);
     EXPECT_TRUE(list_empty(&node->list_rf));
     EXPECT_TRUE(list_empty(&node->list_wl));
+}
+
+TEST_F(ApconfigTable, a_deletion_leaves_keys_and_neighbours_to_their_owner)
+{
+    const ac_reader section;
+    APCONFIG* node = make_record(test_mac(1), SINGLE, 1);
+    list_node key, neighbour;
+    list_add_tail(&key, &node->list_pmk);
+    list_add_tail(&neighbour, &node->list_neighbor);
+    EXPECT_EQ(apconfig_mib_node_del(test_mac(1).data(), 0), 0);
+    EXPECT_EQ(node->list_pmk.next, &key);
+    EXPECT_EQ(node->list_neighbor.next, &neighbour);
 }
 
 TEST_F(ApconfigTable, emptying_the_table_writes_nothing_to_the_database)

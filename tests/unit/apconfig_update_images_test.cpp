@@ -83,13 +83,16 @@ TEST_F(ApconfigUpdate, all_bits_of_an_enabled_ssid_image_are_taken_over_in_eithe
 TEST_F(ApconfigUpdate, a_disabled_ssid_image_changes_nothing_but_the_switch)
 {
     APCONFIG* node = record();
-    wl_of(node, 3).wl_basic_set = 0xFF;
-    Bytes expected = raw(wl_of(node, 3));
-    expected[1] = 0xFD;
-    EXPECT_EQ(update(command(SET_AP_CONFIG_REQ, 2), wlrf_request({}, {wl_image(3, 0xFD)})), 0);
-    EXPECT_EQ(raw(wl_of(node, 3)), expected);
-    EXPECT_EQ(rf_of(node, 0).RF_basic_setting & 2, 2);
-    EXPECT_EQ(rf_of(node, 1).RF_basic_setting & 2, 2);
+    for (const UINT8 id : Bytes{1, 7, 9, 11}) {
+        SCOPED_TRACE(int{id});
+        wl_of(node, id).wl_basic_set = 0xFF;
+        Bytes expected = raw(wl_of(node, id));
+        expected[1] = 0xFD;
+        EXPECT_EQ(update(command(SET_AP_CONFIG_REQ, 2), wlrf_request({}, {wl_image(id, 0xFD)})), 0);
+        EXPECT_EQ(raw(wl_of(node, id)), expected);
+        EXPECT_EQ(rf_of(node, 0).RF_basic_setting & 2, 2);
+        EXPECT_EQ(rf_of(node, 1).RF_basic_setting & 2, 2);
+    }
 }
 
 TEST_F(ApconfigUpdate, a_disabled_image_of_the_longer_form_changes_nothing_but_the_switch)

@@ -30,12 +30,14 @@ TEST_F(ApconfigUpdateParts, null_arguments_give_255)
     APCONFIG* node = make_record(mac, DUAL, 1);
     const Bytes images(118);
     ac_lock lock(g_apconfig_mutex);
-    EXPECT_EQ(apconfig_mib_update_rf(nullptr, images, 1), 255);
-    EXPECT_EQ(apconfig_mib_update_rf(node, {}, 1), 255);
-    EXPECT_EQ(apconfig_mib_update_wl(nullptr, images, 1), 255);
-    EXPECT_EQ(apconfig_mib_update_wl(node, {}, 1), 255);
-    EXPECT_EQ(apconfig_mib_update_wl_basic_all(nullptr, images, 1), 255);
-    EXPECT_EQ(apconfig_mib_update_wl_basic_all(node, {}, 1), 255);
+    for (int num : {0, 1}) {
+        EXPECT_EQ(apconfig_mib_update_rf(nullptr, images, num), 255);
+        EXPECT_EQ(apconfig_mib_update_rf(node, {}, num), 255);
+        EXPECT_EQ(apconfig_mib_update_wl(nullptr, images, num), 255);
+        EXPECT_EQ(apconfig_mib_update_wl(node, {}, num), 255);
+        EXPECT_EQ(apconfig_mib_update_wl_basic_all(nullptr, images, num), 255);
+        EXPECT_EQ(apconfig_mib_update_wl_basic_all(node, {}, num), 255);
+    }
     EXPECT_EQ(apconfig_mib_update_rf_radio(nullptr, 0, 1), 255);
 }
 

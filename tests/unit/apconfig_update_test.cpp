@@ -4,7 +4,8 @@
 
 namespace {
 
-// Every command with a row, its data as long as it must be, and its note; SQL_LED is 0, so none is -1.
+// Every command with a row, by the number under which it comes from the control channel, its data as long as they must
+// be, and its note; SQL_LED is 0, so none is -1.
 struct Row {
     UINT16 type;
     Bytes data;
@@ -14,27 +15,27 @@ struct Row {
 std::vector<Row> rows()
 {
     return {
-        {command(SET_AP_CONFIG_REQ, 1), Bytes(21), CONFIG_SQL_IP},
-        {command(SET_AP_CONFIG_REQ, 2), wlrf_request({rf_image(2, 1)}, {wl_image(0, 2)}), CONFIG_SQL_WLRF},
-        {command(SET_AP_CONFIG_REQ, 8), apname("n"), CONFIG_SQL_APNAME},
-        {command(SET_AP_CONFIG_REQ, 16), wl_all_request({wl_all_image(0, 2)}), CONFIG_SQL_WLRF},
-        {command(SET_AP_CONFIG_REQ, 32), rf_request(rf_image(2, 1), "set_rf_policy", "n"), CONFIG_SQL_RF},
-        {command(SET_AP_CONFIG_ADVANCE_REQ, 0x40), Bytes(4), CONFIG_SQL_REBOOT},
-        {command(SET_AP_CONFIG_ADVANCE_REQ, 0x80), Bytes(8), CONFIG_SQL_ALARM},
-        {command(SET_AP_CONFIG_ADVANCE_REQ, 4), Bytes(1), CONFIG_SQL_LED},
-        {command(SET_AP_STATUS_REQ), Bytes(1, AP_LINK_UP), CONFIG_SQL_STATUS},
-        {command(SET_AP_REMARK_REQ), apname("n"), CONFIG_SQL_APNAME},
-        {command(SET_AP_MAIN_SSID_NUM_REQ), Bytes(2), -1},
-        {command(SET_REBOOT_POLICY_NAME), name32("n"), CONFIG_SQL_REBOOT_NAME},
-        {command(SET_ALARM_POLICY_NAME), name32("n"), CONFIG_SQL_ALARM_NAME},
-        {command(SET_ALARM_EVENT), Bytes(80), CONFIG_SQL_ALARM_EVENT},
-        {command(SET_AP_VERSION), Bytes(1), -1},
-        {command(SET_AP_CLI_LIMIT), Bytes(2), CONFIG_SQL_CLI_LIMIT},
-        {command(SET_AP_CHANNEL), Bytes(3), CONFIG_SQL_CHANNEL},
-        {command(SET_PASSWORD_NAME), name32("n"), CONFIG_SQL_PASSWORD_NAME},
-        {command(SET_WL_POLICY_NAME), Bytes(1), CONFIG_SQL_WL_POLICY_NAME},
-        {command(SET_WL_DEPLOY_POLICY_NAME), name32("n"), CONFIG_SQL_WL_DEPLOY_NAME},
-        {command(SET_AP_CONFIG_QVLAN_REQ), name32("n"), CONFIG_SQL_QVLAN_NAME},
+        {command(18, 1), Bytes(21), CONFIG_SQL_IP},
+        {command(18, 2), wlrf_request({rf_image(2, 1)}, {wl_image(0, 2)}), CONFIG_SQL_WLRF},
+        {command(18, 8), apname("n"), CONFIG_SQL_APNAME},
+        {command(18, 16), wl_all_request({wl_all_image(0, 2)}), CONFIG_SQL_WLRF},
+        {command(18, 32), rf_request(rf_image(2, 1), "set_rf_policy", "n"), CONFIG_SQL_RF},
+        {command(4, 0x40), Bytes(4), CONFIG_SQL_REBOOT},
+        {command(4, 0x80), Bytes(8), CONFIG_SQL_ALARM},
+        {command(4, 4), Bytes(1), CONFIG_SQL_LED},
+        {command(6), Bytes(1, AP_LINK_UP), CONFIG_SQL_STATUS},
+        {command(10), apname("n"), CONFIG_SQL_APNAME},
+        {command(11), Bytes(2), -1},
+        {command(13), name32("n"), CONFIG_SQL_REBOOT_NAME},
+        {command(14), name32("n"), CONFIG_SQL_ALARM_NAME},
+        {command(15), Bytes(80), CONFIG_SQL_ALARM_EVENT},
+        {command(39), Bytes(1), -1},
+        {command(44), Bytes(2), CONFIG_SQL_CLI_LIMIT},
+        {command(45), Bytes(3), CONFIG_SQL_CHANNEL},
+        {command(46), name32("n"), CONFIG_SQL_PASSWORD_NAME},
+        {command(47), Bytes(1), CONFIG_SQL_WL_POLICY_NAME},
+        {command(128), name32("n"), CONFIG_SQL_WL_DEPLOY_NAME},
+        {command(141), name32("n"), CONFIG_SQL_QVLAN_NAME},
     };
 }
 
@@ -109,8 +110,8 @@ TEST_F(ApconfigUpdate, a_command_without_a_row_does_nothing)
     std::vector<bool> known(256);
     for (const Row& row : rows())
         known[row.type & 0xFF] = true;
-    known[SET_RESEND_FAILED_AP] = true;
-    known[SET_RESTORE_FLAG] = true;
+    known[40] = true;
+    known[41] = true;
     for (int number = 0; number < 256; number++) {
         if (known[static_cast<std::size_t>(number)]) continue;
         EXPECT_EQ(output_of([&] { EXPECT_EQ(update(command(number, 1), Bytes(1000, 2)), 0); }), "") << number;
@@ -159,6 +160,27 @@ TEST_F(ApconfigUpdate, commands_of_one_row_take_any_sub_flag)
     EXPECT_EQ(node->status, AP_UPGRADING);
     EXPECT_EQ(update(command(SET_AP_REMARK_REQ, 8), apname("flagged")), 0);
     EXPECT_EQ(text_of(node->info_basic.apname.ap_name), "flagged");
+    take_notes();
+    for (const Row& row : rows()) {
+        const int number = row.type & 0xFF;
+        if (number == 4 || number == 18) continue;
+        EXPECT_EQ(update(command(number, 0xFF), row.data), 0) << number;
+        EXPECT_EQ(take_notes(), row.sql == -1 ? Notes{} : one_note(row.sql)) << number;
+    }
+    EXPECT_EQ(update(command(41, 0xFF), {0}), 0);
+    EXPECT_EQ(node->restore, 1);
+    EXPECT_EQ(update(command(40, 0xFF), {0}), 0);
+    EXPECT_EQ(take_notes(), one_note(CONFIG_SQL_VERSION));
+}
+
+TEST_F(ApconfigUpdate, the_commands_that_read_no_data_take_any_length)
+{
+    APCONFIG* node = record();
+    const UINT8 nothing = 0;
+    for (int number : {40, 41})
+        EXPECT_EQ(apconfig_mib_update(command(number), mac.data(), std::span(&nothing, 0)), 0);
+    EXPECT_EQ(node->status, AP_LINK_DOWN);
+    EXPECT_EQ(node->restore, 1);
 }
 
 TEST_F(ApconfigUpdate, the_mac_may_be_the_records_own_field)
@@ -287,7 +309,8 @@ TEST_F(ApconfigUpdate, the_status_is_replaced_and_can_be_asked_for)
 TEST_F(ApconfigUpdate, the_clients_of_an_ssid_are_set_without_a_note)
 {
     APCONFIG* node = record();
-    EXPECT_EQ(update(command(SET_AP_MAIN_SSID_NUM_REQ), {0, 3}), 0);
+    for (UINT8 clients : Bytes{9, 3})
+        EXPECT_EQ(update(command(SET_AP_MAIN_SSID_NUM_REQ), {0, clients}), 0);
     EXPECT_EQ(update(command(SET_AP_MAIN_SSID_NUM_REQ), {11, 200}), 0);
     EXPECT_EQ(node->main_ssid_client[0], 3);
     EXPECT_EQ(node->main_ssid_client[11], 200);
@@ -348,7 +371,7 @@ TEST_F(ApconfigUpdate, the_version_command_replaces_one_byte_without_a_note)
 TEST_F(ApconfigUpdate, an_ap_that_missed_a_command_goes_offline_with_version_1)
 {
     APCONFIG* node = record(DUAL, AP_LINK_UP, "35");
-    EXPECT_EQ(update(command(SET_RESEND_FAILED_AP), {0xFF}), 0);
+    EXPECT_EQ(update(command(40), {0xFF}), 0);
     EXPECT_EQ(node->status, AP_LINK_DOWN);
     EXPECT_EQ(raw(node->AP_config_version), (Bytes{'1', 0}));
     EXPECT_EQ(take_notes(), one_note(CONFIG_SQL_VERSION));
@@ -357,7 +380,7 @@ TEST_F(ApconfigUpdate, an_ap_that_missed_a_command_goes_offline_with_version_1)
 TEST_F(ApconfigUpdate, the_restore_mark_is_set_whatever_the_byte)
 {
     APCONFIG* node = record();
-    EXPECT_EQ(update(command(SET_RESTORE_FLAG), {0}), 0);
+    EXPECT_EQ(update(command(41), {0}), 0);
     EXPECT_EQ(node->restore, 1);
     EXPECT_TRUE(take_notes().empty());
 }

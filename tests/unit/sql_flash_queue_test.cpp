@@ -3,8 +3,13 @@
 #include <semaphore.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
+#include <atomic>
 #include <cstring>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "ac_sql/sqlite_apconfig_update.h"
 #include "ac_wtp_protocol/acwtp_thread.h"
@@ -32,6 +37,13 @@ protected:
         sem_getvalue(&sql_flash_sig, &value);
         return value;
     }
+    static int queue_length() AC_REQUIRES(g_sql_flash_mutex)
+    {
+        int length = 0;
+        for (const list_node* at = g_sql_flash_queue.next; at != &g_sql_flash_queue; at = at->next)
+            length++;
+        return length;
+    }
     // The statements of one pass.
     std::vector<std::string> pass()
     {
@@ -44,6 +56,35 @@ protected:
         return texts.size() == 1 ? texts[0] : std::to_string(texts.size()) + " statements";
     }
 };
+
+TEST_F(SqlFlashWorld, the_kinds_of_data_have_their_numbers)
+{
+    const int kinds[] = {CONFIG_SQL_LED,
+                         CONFIG_SQL_STATUS,
+                         CONFIG_SQL_IP,
+                         CONFIG_SQL_APNAME,
+                         CONFIG_SQL_RF,
+                         CONFIG_SQL_WL_BASIC,
+                         CONFIG_SQL_REBOOT,
+                         CONFIG_SQL_ALARM,
+                         CONFIG_SQL_VERSION,
+                         CONFIG_SQL_ALARM_EVENT,
+                         CONFIG_SQL_ALARM_NAME,
+                         CONFIG_SQL_REBOOT_NAME,
+                         CONFIG_SQL_DELETE_AP,
+                         CONFIG_SQL_ADD_AP,
+                         CONFIG_SQL_WLRF,
+                         CONFIG_SQL_ADVANCE,
+                         CONFIG_SQL_CLI_LIMIT,
+                         CONFIG_SQL_CHANNEL,
+                         CONFIG_SQL_WL_POLICY_NAME,
+                         CONFIG_SQL_PASSWORD_NAME,
+                         CONFIG_SQL_QVLAN_NAME,
+                         CONFIG_SQL_WL_DEPLOY_NAME};
+    for (int number = 0; number < 22; number++)
+        EXPECT_EQ(kinds[number], number);
+    EXPECT_EQ(std::size(kinds), 22u);
+}
 
 TEST_F(SqlFlashWorld, a_note_is_queued_with_its_content_and_one_post)
 {
@@ -111,6 +152,30 @@ TEST_F(SqlFlashWorld, more_notes_than_the_pool_has_blocks_are_all_kept)
     EXPECT_EQ(notes.back().index, 1099);
 }
 
+TEST_F(SqlFlashWorld, a_note_without_memory_for_its_block_is_lost_with_255_and_the_next_is_queued)
+{
+    CWMemoryPool* const pool = g_ac_pthread[PTHREAD_AC_SQL].mempool;
+    CWMemoryPool small;
+    CWPool_init(&small, 1, 64);
+    g_ac_pthread[PTHREAD_AC_SQL].mempool = &small;
+    EXPECT_EQ(sql_flash_queue_in(CONFIG_SQL_LED, 0, M1.data()), 0);
+    const int before = posts();
+    testing::internal::CaptureStderr();
+    ac_alloc_fail_after(0);
+    EXPECT_EQ(sql_flash_queue_in(CONFIG_SQL_LED, 0, M1.data()), 255);
+    ac_alloc_fail_after(-1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr().substr(0, 7), "malloc:");
+    EXPECT_EQ(posts(), before);
+    EXPECT_EQ(sql_flash_queue_in(CONFIG_SQL_STATUS, 0, M1.data()), 0);
+    EXPECT_EQ(take_notes(), (std::vector<FlashNote>{{CONFIG_SQL_LED, 0, M1}, {CONFIG_SQL_STATUS, 0, M1}}));
+    g_ac_pthread[PTHREAD_AC_SQL].mempool = pool;
+    CWPool_destroy(&small);
+    while (CWMemoryZone* zone = small.pMemHead) {
+        small.pMemHead = zone->pNext;
+        ac_free(zone);
+    }
+}
+
 TEST_F(SqlFlashWorld, a_flood_of_notes_is_cut_off_with_one_line_and_deletions_have_room_left)
 {
     for (unsigned int i = 0; i < SQL_FLASH_NOTES_MAX - SQL_FLASH_NOTES_KEPT; i++)
@@ -143,6 +208,20 @@ TEST_F(SqlFlashWorld, after_a_flood_the_number_of_lost_notes_is_a_line_and_the_n
         EXPECT_EQ(sql_flash_queue_in(CONFIG_SQL_WL_POLICY_NAME, 0, M1.data()), 0);
         EXPECT_EQ(take_notes().size(), 1u);
     }
+}
+
+TEST_F(SqlFlashWorld, the_number_of_lost_notes_is_a_line_as_soon_as_half_of_a_full_queue_has_room)
+{
+    const Mac unknown = test_mac(2); // a line for each note
+    testing::internal::CaptureStderr();
+    for (unsigned int i = 0; i <= SQL_FLASH_NOTES_MAX - SQL_FLASH_NOTES_KEPT; i++)
+        (void)sql_flash_queue_in(CONFIG_SQL_LED, 0, unknown.data());
+    (void)testing::internal::GetCapturedStderr();
+    const std::string lines = output_of([] { sql_flash_queue_out(); });
+    const std::size_t report = lines.find("--1 notes lost\n");
+    ASSERT_NE(report, std::string::npos);
+    const auto end = lines.begin() + static_cast<std::ptrdiff_t>(report);
+    EXPECT_EQ(std::count(lines.begin(), end, '\n'), 65536 - 1024 - 32768);
 }
 
 TEST_F(SqlFlashWorld, a_pass_over_an_empty_queue_does_nothing)
@@ -285,20 +364,20 @@ TEST_F(SqlFlashWorld, a_radio_note_writes_the_radio_and_the_policy_of_its_index)
     dual->sql_flag = 1;
     apconfig_find_rf_node(&dual->list_rf, 1)->rf = {3, 1, 2, 3, 4, 5, 149, 7, 8, 9, 0, 0, 0, 0, {}};
     memcpy(dual->p_wl_rf_policy_name[0], "low", 4);
-    memcpy(dual->p_wl_rf_policy_name[1], "high", 5);
+    memset(dual->p_wl_rf_policy_name[1], 'h', 32);
     sql_flash_queue_in(CONFIG_SQL_RF, 1, dual->ethaddr);
     sql_flash_queue_in(CONFIG_SQL_CHANNEL, 1, dual->ethaddr);
     EXPECT_EQ(pass(),
               (std::vector<std::string>{
                   "update ap_ssid set RF_basic_setting=3,\t\texpand_channel=1,country_code=2,network_mode=3,"
                   "\t\tbandwidth=4,TXpower=5,channel='149',rssi=7,interface_mode=8,sta_timeout=9,"
-                  "\t\twl_rf_name='high' where apmac='02:00:00:00:00:02' and radio=1",
+                  "\t\twl_rf_name='hhhhhhhhhhhhhhhhhhhhhhhhhhhhhhhh' where apmac='02:00:00:00:00:02' and radio=1",
                   "update ap_ssid set expand_channel=1,channel=149 where apmac='02:00:00:00:00:02' and radio=1"}));
 }
 
 TEST_F(SqlFlashWorld, a_radio_that_does_not_exist_is_a_line_and_writes_nothing)
 {
-    for (int index : {1, 2, -1, 256}) {
+    for (int index : {1, 2, -1, 256, -256}) { // 256 and -256 are 0 in a byte
         std::vector<std::string> texts;
         sql_flash_queue_in(CONFIG_SQL_RF, index, M1.data());
         EXPECT_EQ(lines_of([&] { texts = pass(); }), "E|index:" + std::to_string(index));
@@ -337,8 +416,10 @@ TEST_F(SqlFlashWorld, whole_record_notes_write_their_rows)
     sql_flash_queue_out();
     EXPECT_EQ(cell(db, "select count(*) from ap_basic"), "1");
     EXPECT_EQ(cell(db, "select count(*) from ap_ssid"), "0");
+    run(db, "update ap_basic set status=99");
     sql_flash_queue_in(CONFIG_SQL_WLRF, 0, M1.data());
     sql_flash_queue_out();
+    EXPECT_EQ(cell(db, "select status from ap_basic"), "99");
     EXPECT_EQ(cell(db, "select count(*) from ap_ssid"), "2");
     run(db, "delete from ap_basic; delete from ap_ssid");
     sql_flash_queue_in(CONFIG_SQL_ADD_AP, 0, M1.data());
@@ -393,6 +474,19 @@ TEST_F(SqlFlashWorld, a_note_added_during_the_last_ones_work_waits_for_its_own_p
     sqlite3_trace_v2(db.handle.load(), 0, nullptr, nullptr);
     EXPECT_EQ(posts(), before + 1);
     EXPECT_EQ(take_notes(), (std::vector<FlashNote>{{CONFIG_SQL_STATUS, 0, M1}}));
+}
+
+// It stands behind the pass's last note, whose successor is read only when its own turn has come.
+TEST_F(SqlFlashWorld, a_note_added_during_an_earlier_ones_work_is_written_in_the_same_pass)
+{
+    sql_flash_queue_in(CONFIG_SQL_LED, 0, M1.data());
+    sql_flash_queue_in(CONFIG_SQL_VERSION, 0, M1.data());
+    int number = 1;
+    sqlite3_trace_v2(db.handle.load(), SQLITE_TRACE_STMT, queue_another, &number);
+    sql_flash_queue_out();
+    sqlite3_trace_v2(db.handle.load(), 0, nullptr, nullptr);
+    EXPECT_EQ(number, 1 - 3); // the statements of all three
+    EXPECT_TRUE(take_notes().empty());
 }
 
 // What a statement of a pass finds.
@@ -450,6 +544,47 @@ TEST_F(SqlFlashWorld, during_a_deletions_sql_nothing_is_locked)
     EXPECT_EQ(seen.note_queued, 2);
 }
 
+static int waiting_for(const ac_mutex& mutex)
+{
+    return mutex.waiting[0].load() + mutex.waiting[1].load();
+}
+
+// Threads that ask for the AP table, one while each statement of a pass runs.
+struct AskedInStatements {
+    std::vector<std::thread> askers;
+    std::atomic<int> statements = 0;
+    std::array<int, 20> seen{}; // statements when each had the table
+};
+
+static int ask_for_the_table(unsigned, void* arg, void*, void*)
+{
+    auto& asked = *static_cast<AskedInStatements*>(arg);
+    int& seen = asked.seen[asked.askers.size() % asked.seen.size()];
+    asked.statements++;
+    asked.askers.emplace_back([&asked, &seen] {
+        const ac_lock table(g_apconfig_mutex);
+        seen = asked.statements;
+    });
+    while (waiting_for(g_apconfig_mutex) == 0)
+        std::this_thread::yield();
+    return 0;
+}
+
+TEST_F(SqlFlashWorld, who_waits_for_the_ap_table_has_it_before_the_next_notes_sql)
+{
+    AskedInStatements asked;
+    for (std::size_t i = 0; i < asked.seen.size(); i++)
+        sql_flash_queue_in(CONFIG_SQL_LED, 0, M1.data());
+    sqlite3_trace_v2(db.handle.load(), SQLITE_TRACE_STMT, ask_for_the_table, &asked);
+    sql_flash_queue_out();
+    sqlite3_trace_v2(db.handle.load(), 0, nullptr, nullptr);
+    for (std::thread& asker : asked.askers)
+        asker.join();
+    ASSERT_EQ(asked.askers.size(), asked.seen.size());
+    for (std::size_t i = 0; i < asked.seen.size(); i++)
+        EXPECT_EQ(asked.seen[i], static_cast<int>(i) + 1);
+}
+
 // Or a record built anew between the two could be written before its predecessor's deletion, and lose its rows.
 TEST_F(SqlFlashWorld, the_removal_of_a_record_and_the_note_of_its_deletion_are_one_hold_of_the_table)
 {
@@ -473,10 +608,42 @@ TEST_F(SqlFlashWorld, the_removal_of_a_record_and_the_note_of_its_deletion_are_o
 
 TEST_F(SqlFlashWorld, freeing_the_nodes_of_a_record_leaves_the_record)
 {
+    const ac_reader section; // might still hold the nodes
+    const std::size_t before = ac_retired_sweep();
     free_list_node(record);
+    EXPECT_EQ(ac_retired_sweep(), before + 3); // one radio, two SSIDs
     EXPECT_TRUE(list_empty(&record->list_rf));
     EXPECT_TRUE(list_empty(&record->list_wl));
     EXPECT_EQ(apconfig_find(M1.data()), record);
+}
+
+// A post that came first could wake the thread for an empty queue, and the note would lie there until the next one.
+TEST_F(SqlFlashWorld, a_note_stands_in_the_queue_before_its_post)
+{
+    const int before = posts();
+    std::atomic<int> busy = 4;
+    std::atomic<int> looks = 20;
+    std::vector<std::thread> producers;
+    for (int i = 0; i < 4; i++)
+        producers.emplace_back([&] {
+            for (int note = 0; note < 15000 && looks != 0; note++)
+                sql_flash_queue_in(CONFIG_SQL_LED, 0, M1.data());
+            busy--;
+        });
+    for (; looks != 0; looks--) {
+        {
+            const ac_lock queue(g_sql_flash_mutex);
+            while (waiting_for(g_sql_flash_mutex) < busy) // each gets as far as its next hold of the queue
+                std::this_thread::yield();
+            EXPECT_LE(posts() - before, queue_length());
+        }
+        ac_mutex_let_in(g_sql_flash_mutex);
+    }
+    for (std::thread& producer : producers)
+        producer.join();
+    const int posted = posts() - before;
+    EXPECT_GE(posted, 4);
+    EXPECT_EQ(take_notes().size(), static_cast<std::size_t>(posted));
 }
 
 TEST_F(SqlFlashWorld, notes_of_many_threads_are_each_handled_once)
@@ -484,17 +651,30 @@ TEST_F(SqlFlashWorld, notes_of_many_threads_are_each_handled_once)
     run(db, "create table counted(n int); create trigger count_writes after update of ledstatus on ap_basic begin "
             "insert into counted values(1); end");
     constexpr int EACH = 100;
-    auto produce = [] {
+    std::atomic<int> busy = 2;
+    auto produce = [&busy] {
         for (int i = 0; i < EACH; i++)
             sql_flash_queue_in(CONFIG_SQL_LED, 0, M1.data());
+        busy--;
     };
     std::thread one(produce), two(produce);
-    for (int i = 0; i < 20; i++)
+    while (busy != 0)
         sql_flash_queue_out();
     one.join();
     two.join();
     sql_flash_queue_out();
     EXPECT_EQ(cell(db, "select count(*) from counted"), std::to_string(2 * EACH));
+}
+
+TEST_F(SqlFlashWorld, the_thread_ends_the_process_without_memory_for_its_pool_record)
+{
+    EXPECT_EXIT(
+        {
+            g_ac_pthread[PTHREAD_AC_SQL].mempool = nullptr;
+            ac_alloc_fail_after(0);
+            thread_write_flash(nullptr);
+        },
+        testing::ExitedWithCode(1), "malloc: ");
 }
 
 TEST_F(SqlFlashWorld, the_thread_logs_itself_and_writes_what_is_queued)
@@ -508,9 +688,13 @@ TEST_F(SqlFlashWorld, the_thread_logs_itself_and_writes_what_is_queued)
     for (long i = 0; i < 1000000 && cell(db, "select count(*) from counted") == "0"; i++)
         std::this_thread::yield();
     EXPECT_EQ(cell(db, "select ledstatus from ap_basic"), "5");
+    EXPECT_EQ(posts(), 0);
     pthread_cancel(thread);
     pthread_join(thread, nullptr);
-    EXPECT_EQ(read_file("/etc/ac_conf").substr(0, 23), "thread_write_flash pid:");
+    EXPECT_EQ(read_file("/etc/ac_conf"),
+              "thread_write_flash pid:" + std::to_string(getpid()) + " pthread_id:" +
+                  std::to_string(static_cast<int>(reinterpret_cast<std::uintptr_t>(reinterpret_cast<void*>(thread)))) +
+                  "\n");
     EXPECT_TRUE(pthread_equal(g_ac_pthread[PTHREAD_AC_SQL].tid, thread));
     EXPECT_EQ(g_ac_pthread[PTHREAD_AC_SQL].pid, getpid());
 }
