@@ -21,6 +21,7 @@
 #include "common/ac_err.h"
 #include "common/ac_text.h"
 #include "platform/ac_clock.h"
+#include "platform/ac_platform.h"
 
 static constexpr int RECEIVE_BUFFER = 700000; // bytes of SO_RCVBUF
 static constexpr unsigned RECEIVE_BATCH = 16; // datagrams taken with one system call
@@ -185,6 +186,7 @@ void* manage_thread_handle(void* /*unused*/)
     }
     raise_receive_buffer();
     acwtp_thread_row(PTHREAD_RUNNING);
+    ac_thread_in_batches(); // else the first datagram of many wakes it, and each that follows wakes it again
     acwtp_thread_log(" manage_thread_handle", "\n");
     acwtp_pools_wait(PTHREAD_UDP_QUEUE); // their threads may still be building the pools
     acwtp_pools_wait(PTHREAD_DISCORVER);
@@ -249,6 +251,7 @@ int udp_skb_queue_out()
 void* manage_udp_data_handle(void* /*unused*/)
 {
     acwtp_thread_row(PTHREAD_UDP_QUEUE);
+    ac_thread_in_batches(); // likewise
     acwtp_thread_log(" manage_udp_data_handle", " \n");
     if (!udp_skb_pools_make()) exit(1);
     for (;;) {

@@ -24,6 +24,12 @@ struct ac_path {
     const char* c_str() const { return text; }
 };
 
+// --- threads --------------------------------------------------------------------------------------------------------
+
+// Asks the system to let the calling thread finish what waits for it in one go: it does not push another thread aside
+// the moment it is woken. For threads that drain a queue; they get as much of the processors as before.
+void ac_thread_in_batches();
+
 // --- network -------------------------------------------------------------------------------------------------------
 
 // Above 0 once the LAN interface is up and has an IPv4 address; `text` (24 bytes, zeroed by the caller) then names

@@ -1,4 +1,5 @@
 // The dispatch thread: what becomes of a queued frame, by its AP's state.
+#include <sched.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -283,6 +284,7 @@ void tell_and_end(ac_pthread row)
 {
     EXPECT_EQ(g_ac_pthread[row].pid, getpid());
     EXPECT_NE(pthread_equal(g_ac_pthread[row].tid, pthread_self()), 0);
+    EXPECT_EQ(sched_getscheduler(0), row == PTHREAD_UDP_QUEUE ? SCHED_BATCH : SCHED_OTHER);
     FILE* log = fopen(ac_path("/etc/ac_conf").c_str(), "r");
     for (int c = log == nullptr ? EOF : fgetc(log); c != EOF; c = fgetc(log))
         putchar(c);

@@ -600,6 +600,10 @@ TEST_F(Reception, the_receiving_thread_raises_its_buffer_notes_itself_and_receiv
             EXPECT_EQ(discovery_count(), 1);
             EXPECT_EQ(g_ac_pthread[PTHREAD_RUNNING].pid, getpid());
             EXPECT_NE(pthread_equal(g_ac_pthread[PTHREAD_RUNNING].tid, receiver), 0);
+            int policy = SCHED_OTHER;
+            struct sched_param unused = {};
+            EXPECT_EQ(pthread_getschedparam(receiver, &policy, &unused), 0);
+            EXPECT_EQ(policy, SCHED_BATCH);
             EXPECT_EQ(g_ac_pthread[PTHREAD_RUNNING].mempool, nullptr);
             EXPECT_EQ(g_ac_pthread[PTHREAD_RUNNING].mempool_1, nullptr);
             EXPECT_EQ(receive_buffer_of(ac_load(gacwtp)), receive_buffer_after(700000));
